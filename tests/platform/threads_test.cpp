@@ -1,0 +1,48 @@
+// Thread identity, time and the last error.
+#include <gtest/gtest.h>
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <thread>
+
+#include "platform/automation.h"
+
+TEST(Threads, IdsAreKernelThreadIdsAndDifferPerThread)
+{
+    EXPECT_EQ(GetCurrentThreadId(), DWORD(syscall(SYS_gettid)));
+    EXPECT_EQ(GetCurrentProcessId(), DWORD(getpid()));
+    DWORD other = 0;
+    std::thread([&] { other = GetCurrentThreadId(); }).join();
+    EXPECT_NE(other, 0u);
+    EXPECT_NE(other, GetCurrentThreadId());
+}
+
+TEST(Threads, LastErrorIsPerThread)
+{
+    SetLastError(ERROR_INVALID_PARAMETER);
+    std::thread([] {
+        EXPECT_EQ(GetLastError(), DWORD(ERROR_SUCCESS));
+        SetLastError(ERROR_FILE_NOT_FOUND);
+    }).join();
+    EXPECT_EQ(GetLastError(), DWORD(ERROR_INVALID_PARAMETER));
+}
+
+TEST(Threads, SleepWaitsAtLeastItsTime)
+{
+    const ULONGLONG start = GetTickCount64();
+    Sleep(30);
+    EXPECT_GE(GetTickCount64() - start, 30u);
+}
+
+TEST(Threads, LocalTimeIsPlausible)
+{
+    SYSTEMTIME local{}, utc{};
+    GetLocalTime(&local);
+    GetSystemTime(&utc);
+    EXPECT_GE(local.wYear, 2024);
+    EXPECT_GE(local.wMonth, 1);
+    EXPECT_LE(local.wMonth, 12);
+    EXPECT_LE(utc.wDayOfWeek, 6);
+    EXPECT_LT(utc.wMilliseconds, 1000);
+}
