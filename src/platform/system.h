@@ -141,6 +141,28 @@ PLATFORM_API BOOL CreateDirectoryW(LPCWSTR path, LPVOID attributes);
 PLATFORM_API BOOL GetComputerNameW(LPWSTR buffer, DWORD *size);
 PLATFORM_API BOOL IsDebuggerPresent(void);
 
+// Process and system queries
+#define NORMAL_PRIORITY_CLASS 0x00000020
+#define IDLE_PRIORITY_CLASS 0x00000040
+#define HIGH_PRIORITY_CLASS 0x00000080
+#define REALTIME_PRIORITY_CLASS 0x00000100
+#define BELOW_NORMAL_PRIORITY_CLASS 0x00004000
+#define ABOVE_NORMAL_PRIORITY_CLASS 0x00008000
+#define VER_PLATFORM_WIN32_NT 2
+typedef struct _OSVERSIONINFOW {
+    DWORD dwOSVersionInfoSize;
+    DWORD dwMajorVersion;
+    DWORD dwMinorVersion;
+    DWORD dwBuildNumber;
+    DWORD dwPlatformId;
+    WCHAR szCSDVersion[128];
+} OSVERSIONINFOW, *LPOSVERSIONINFOW;
+static_assert(sizeof(OSVERSIONINFOW) == 276, "OSVERSIONINFOW layout");
+PLATFORM_API HANDLE GetCurrentProcess(void);
+PLATFORM_API DWORD GetPriorityClass(HANDLE process);
+PLATFORM_API BOOL ProcessIdToSessionId(DWORD processId, DWORD *sessionId);
+PLATFORM_API BOOL GetVersionExW(LPOSVERSIONINFOW info);
+
 // Registry: read-only, from INI-style files (docs/platform.md).
 typedef LONG LSTATUS;
 #define HKEY_CLASSES_ROOT ((HKEY)(ULONG_PTR)0x80000000)
