@@ -68,6 +68,7 @@ typedef HANDLE *LPHANDLE;
 typedef void *HMODULE;
 typedef void *HINSTANCE;
 typedef void *HKEY;
+typedef void *HWND; // a native window id of this process (WId)
 typedef HKEY *PHKEY;
 typedef void *HLOCAL;
 typedef uintptr_t WPARAM;

@@ -129,6 +129,29 @@ PLATFORM_API HMODULE LoadLibraryA(LPCSTR fileName);
 PLATFORM_API BOOL FreeLibrary(HMODULE module);
 PLATFORM_API FARPROC GetProcAddress(HMODULE module, LPCSTR procName);
 
+// File versions: the version of a shared object is the number its real file
+// name carries after ".so." (libQt5Core.so.5 -> libQt5Core.so.5.15.8).
+#define ERROR_RESOURCE_TYPE_NOT_FOUND 1813L
+typedef struct tagVS_FIXEDFILEINFO {
+    DWORD dwSignature;
+    DWORD dwStrucVersion;
+    DWORD dwFileVersionMS;
+    DWORD dwFileVersionLS;
+    DWORD dwProductVersionMS;
+    DWORD dwProductVersionLS;
+    DWORD dwFileFlagsMask;
+    DWORD dwFileFlags;
+    DWORD dwFileOS;
+    DWORD dwFileType;
+    DWORD dwFileSubtype;
+    DWORD dwFileDateMS;
+    DWORD dwFileDateLS;
+} VS_FIXEDFILEINFO;
+static_assert(sizeof(VS_FIXEDFILEINFO) == 52, "VS_FIXEDFILEINFO layout");
+PLATFORM_API DWORD GetFileVersionInfoSizeW(LPCWSTR fileName, DWORD *handle);
+PLATFORM_API BOOL GetFileVersionInfoW(LPCWSTR fileName, DWORD handle, DWORD size, LPVOID data);
+PLATFORM_API BOOL VerQueryValueW(LPCVOID block, LPCWSTR subBlock, LPVOID *buffer, UINT *length);
+
 // Environment, command line, folders
 PLATFORM_API DWORD GetEnvironmentVariableW(LPCWSTR name, LPWSTR buffer, DWORD size);
 PLATFORM_API DWORD GetEnvironmentVariableA(LPCSTR name, LPSTR buffer, DWORD size);
