@@ -20,6 +20,8 @@
 #include <utility>
 
 #include "gallerymenus.h"
+#include "listspage.h"
+#include "modelspage.h"
 
 GalleryWindow::GalleryWindow(QWidget *parent)
     : QMainWindow(parent)
@@ -114,6 +116,11 @@ QTabWidget *GalleryWindow::createPages()
     // shrink, so that some of them are off the bar at the default size.
     pages->setUsesScrollButtons(true);
     pages->setElideMode(Qt::ElideNone);
+
+    auto *lists = new ListsPage;
+    connect(lists, &ListsPage::activity, this, &GalleryWindow::logActivity);
+    pages->addTab(lists, style()->standardIcon(QStyle::SP_FileDialogListView), tr("&Lists"));
+    pages->addTab(new ModelsPage, style()->standardIcon(QStyle::SP_FileDialogDetailedView), tr("&Models"));
     return pages;
 }
 
