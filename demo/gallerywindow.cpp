@@ -20,8 +20,12 @@
 #include <utility>
 
 #include "gallerymenus.h"
+#include "calendarpage.h"
+#include "controlspage.h"
 #include "listspage.h"
 #include "modelspage.h"
+#include "saveloadpage.h"
+#include "textpage.h"
 
 GalleryWindow::GalleryWindow(QWidget *parent)
     : QMainWindow(parent)
@@ -121,6 +125,19 @@ QTabWidget *GalleryWindow::createPages()
     connect(lists, &ListsPage::activity, this, &GalleryWindow::logActivity);
     pages->addTab(lists, style()->standardIcon(QStyle::SP_FileDialogListView), tr("&Lists"));
     pages->addTab(new ModelsPage, style()->standardIcon(QStyle::SP_FileDialogDetailedView), tr("&Models"));
+
+    auto *controls = new ControlsPage;
+    connect(controls, &ControlsPage::activity, this, &GalleryWindow::logActivity);
+    pages->addTab(controls, tr("&Controls"));
+
+    auto *saveLoad = new SaveLoadPage;
+    connect(saveLoad, &SaveLoadPage::activity, this, &GalleryWindow::logActivity);
+    pages->addTab(saveLoad, style()->standardIcon(QStyle::SP_DialogSaveButton), tr("Save && Load"));
+
+    auto *calendar = new CalendarPage;
+    connect(calendar, &CalendarPage::activity, this, &GalleryWindow::logActivity);
+    pages->addTab(calendar, tr("Cale&ndar"));
+    pages->addTab(new TextPage, tr("Text"));
     return pages;
 }
 
