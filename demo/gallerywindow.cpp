@@ -20,12 +20,27 @@
 #include <utility>
 
 #include "gallerymenus.h"
+#include "buttonspage.h"
 #include "calendarpage.h"
 #include "controlspage.h"
 #include "listspage.h"
 #include "modelspage.h"
+#include "nativepage.h"
 #include "saveloadpage.h"
+#include "scrollpage.h"
 #include "textpage.h"
+
+namespace {
+
+// For the pages that report what the user did to them.
+template <typename Page>
+void addPage(GalleryWindow *window, QTabWidget *pages, Page *page, const QString &caption, const QIcon &icon = QIcon())
+{
+    QObject::connect(page, &Page::activity, window, &GalleryWindow::logActivity);
+    pages->addTab(page, icon, caption);
+}
+
+} // namespace
 
 GalleryWindow::GalleryWindow(QWidget *parent)
     : QMainWindow(parent)
@@ -116,28 +131,29 @@ QTabWidget *GalleryWindow::createPages()
 {
     auto *pages = new QTabWidget;
     pages->setObjectName(QStringLiteral("pages"));
-    // Explicit, since both are style defaults: the tabs must scroll, not
-    // shrink, so that some of them are off the bar at the default size.
+    // Both depend on the style; fixed here so that the tabs scroll rather
+    // than shrink, and some of them are off the bar at the default size.
     pages->setUsesScrollButtons(true);
     pages->setElideMode(Qt::ElideNone);
 
-    auto *lists = new ListsPage;
-    connect(lists, &ListsPage::activity, this, &GalleryWindow::logActivity);
-    pages->addTab(lists, style()->standardIcon(QStyle::SP_FileDialogListView), tr("&Lists"));
+    addPage(this, pages, new ListsPage, tr("&Lists"), style()->standardIcon(QStyle::SP_FileDialogListView));
     pages->addTab(new ModelsPage, style()->standardIcon(QStyle::SP_FileDialogDetailedView), tr("&Models"));
-
-    auto *controls = new ControlsPage;
-    connect(controls, &ControlsPage::activity, this, &GalleryWindow::logActivity);
-    pages->addTab(controls, tr("&Controls"));
-
-    auto *saveLoad = new SaveLoadPage;
-    connect(saveLoad, &SaveLoadPage::activity, this, &GalleryWindow::logActivity);
-    pages->addTab(saveLoad, style()->standardIcon(QStyle::SP_DialogSaveButton), tr("Save && Load"));
-
-    auto *calendar = new CalendarPage;
-    connect(calendar, &CalendarPage::activity, this, &GalleryWindow::logActivity);
-    pages->addTab(calendar, tr("Cale&ndar"));
+    addPage(this, pages, new ControlsPage, tr("&Controls"));
+    addPage(this, pages, new SaveLoadPage, tr("Save && Load"), style()->standardIcon(QStyle::SP_DialogSaveButton));
+    addPage(this, pages, new ButtonsPage, tr("B&uttons"));
+    addPage(this, pages, new CalendarPage, tr("Cale&ndar"));
     pages->addTab(new TextPage, tr("Text"));
+    addPage(this, pages, new ScrollPage, tr("&Scroll Area"));
+
+    // A page the user may not open yet, between two that can be opened.
+    auto *reports = new QLabel(tr("Reports need a licence."));
+    reports->setObjectName(QStringLiteral("reportsPage"));
+    reports->setAlignment(Qt::AlignCenter);
+    const int reportsIndex = pages->addTab(reports, tr("Re&ports"));
+    pages->setTabEnabled(reportsIndex, false);
+    pages->setTabToolTip(reportsIndex, tr("Not licensed"));
+
+    addPage(this, pages, new NativePage, tr("Native Window"));
     return pages;
 }
 
