@@ -19,10 +19,10 @@
 
 #include <utility>
 
-#include "gallerymenus.h"
 #include "buttonspage.h"
 #include "calendarpage.h"
 #include "controlspage.h"
+#include "gallerymenus.h"
 #include "listspage.h"
 #include "modelspage.h"
 #include "nativepage.h"
@@ -52,16 +52,15 @@ GalleryWindow::GalleryWindow(QWidget *parent)
     menuBar()->setObjectName(QStringLiteral("menuBar"));
     const GalleryActions actions = populateMenuBar(menuBar());
     QToolBar *toolBar = createToolBar(actions);
-    m_pages = createPages();
-    setCentralWidget(m_pages);
-    createActivityDock();
+    setCentralWidget(createPages());
+    QDockWidget *dock = createActivityDock();
 
     statusBar()->setObjectName(QStringLiteral("statusBar"));
     m_statusLabel = new QLabel(tr("Ready"));
     m_statusLabel->setObjectName(QStringLiteral("statusLabel"));
     statusBar()->addPermanentWidget(m_statusLabel);
 
-    wireActions(actions, toolBar);
+    wireActions(actions, toolBar, dock);
     resize(900, 650);
 }
 
@@ -157,7 +156,7 @@ QTabWidget *GalleryWindow::createPages()
     return pages;
 }
 
-void GalleryWindow::createActivityDock()
+QDockWidget *GalleryWindow::createActivityDock()
 {
     auto *dock = new QDockWidget(tr("Activity"), this);
     dock->setObjectName(QStringLiteral("activityDock"));
@@ -178,9 +177,10 @@ void GalleryWindow::createActivityDock()
 
     dock->setWidget(content);
     addDockWidget(Qt::RightDockWidgetArea, dock);
+    return dock;
 }
 
-void GalleryWindow::wireActions(const GalleryActions &actions, QToolBar *toolBar)
+void GalleryWindow::wireActions(const GalleryActions &actions, QToolBar *toolBar, QDockWidget *dock)
 {
     connect(actions.quit, &QAction::triggered, this, &QWidget::close);
     connect(actions.about, &QAction::triggered, this, [this] {
@@ -192,10 +192,10 @@ void GalleryWindow::wireActions(const GalleryActions &actions, QToolBar *toolBar
 
     QAction *firstViewEntry = actions.viewMenu->actions().value(0);
     actions.viewMenu->insertAction(firstViewEntry, toolBar->toggleViewAction());
-    auto *dock = findChild<QDockWidget *>(QStringLiteral("activityDock"));
     actions.viewMenu->insertAction(firstViewEntry, dock->toggleViewAction());
 
-    // Each action once, however it is reached: menu, tool bar or shortcut.
+    // On each action rather than on the menu bar, whose triggered() misses
+    // shortcuts and tool buttons; an action in both places is wired once.
     QList<QAction *> all = menuBar()->findChildren<QAction *>() + toolBar->findChildren<QAction *>();
     all << dock->toggleViewAction();
     QSet<QAction *> wired;

@@ -5,6 +5,7 @@
 #include <QMainWindow>
 
 class QAction;
+class QDockWidget;
 class QLabel;
 class QPlainTextEdit;
 class QTabWidget;
@@ -24,11 +25,10 @@ public slots:
 private:
     QToolBar *createToolBar(const GalleryActions &actions);
     QTabWidget *createPages();
-    void createActivityDock();
-    void wireActions(const GalleryActions &actions, QToolBar *toolBar);
+    QDockWidget *createActivityDock();
+    void wireActions(const GalleryActions &actions, QToolBar *toolBar, QDockWidget *dock);
     void recordAction(QAction *action);
 
-    QTabWidget *m_pages = nullptr;
     QPlainTextEdit *m_activityLog = nullptr;
     QLabel *m_statusLabel = nullptr;
 };
