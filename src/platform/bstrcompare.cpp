@@ -208,10 +208,11 @@ HRESULT toVarCmp(int comparison)
 } // namespace
 
 /// VarBstrCmp: compares two strings.
-///   left, right [in]: the strings; null counts as empty, and so does a string
-///                     whose first unit is NUL, as on Windows.
-///   lcid [in]: 0 compares the bytes; any other locale compares with the US
-///              English default collation.
+///   left, right [in]: the strings; null counts as empty. Emptiness is by
+///                     length: a string of NUL units is not empty.
+///   lcid [in]: 0 compares the bytes (then a longer string of equal prefix
+///              is greater); any other locale compares with the US English
+///              default collation, in which NUL units carry no weight.
 ///   flags [in]: NORM_IGNORECASE, NORM_IGNORENONSPACE, NORM_IGNORESYMBOLS,
 ///               NORM_IGNOREWIDTH, NORM_IGNOREKANATYPE; others are ignored.
 /// Returns VARCMP_LT, VARCMP_EQ or VARCMP_GT; never VARCMP_NULL (nor does
@@ -220,18 +221,14 @@ HRESULT toVarCmp(int comparison)
 /// tables (docs/platform.md), and every non-zero locale uses it.
 PLATFORM_API HRESULT VarBstrCmp(BSTR left, BSTR right, LCID lcid, ULONG flags)
 {
-    const bool leftEmpty = !left || !*left;
-    const bool rightEmpty = !right || !*right;
-    if (leftEmpty || rightEmpty)
-        return leftEmpty && rightEmpty ? VARCMP_EQ : leftEmpty ? VARCMP_LT : VARCMP_GT;
-
-    if (lcid == 0) {
-        const UINT leftBytes = SysStringByteLen(left);
-        const UINT rightBytes = SysStringByteLen(right);
-        const int c = std::memcmp(left, right, std::min(leftBytes, rightBytes));
-        if (c)
-            return toVarCmp(c);
-        return toVarCmp(leftBytes < rightBytes ? -1 : leftBytes > rightBytes ? 1 : 0);
+    const bool binary = lcid == 0;
+    const UINT leftLength = binary ? SysStringByteLen(left) : SysStringLen(left);
+    const UINT rightLength = binary ? SysStringByteLen(right) : SysStringLen(right);
+    if (!leftLength || !rightLength)
+        return toVarCmp(int(leftLength != 0) - int(rightLength != 0));
+    if (binary) {
+        const int c = std::memcmp(left, right, std::min(leftLength, rightLength));
+        return toVarCmp(c ? c : leftLength < rightLength ? -1 : leftLength > rightLength ? 1 : 0);
     }
-    return toVarCmp(collate(left, SysStringLen(left), right, SysStringLen(right), flags));
+    return toVarCmp(collate(left, leftLength, right, rightLength, flags));
 }

@@ -21,7 +21,6 @@ namespace {
 constexpr size_t hiddenBytes = sizeof(GUID);
 // Features Windows keeps in the reserved bits.
 constexpr USHORT featureCreateVector = 0x2000; // descriptor and data are one block
-constexpr USHORT featureDataDeleted = 0x1000;  // data of such a block was destroyed
 constexpr ULONG maximumLocks = 0xFFFF;
 // Features a copy does not inherit: they describe the source's storage.
 constexpr USHORT storageFeatures = FADF_AUTO | FADF_STATIC | FADF_EMBEDDED | FADF_FIXEDSIZE | featureCreateVector;
@@ -165,7 +164,7 @@ bool dataIsInline(const SAFEARRAY *array)
 // Releases what the elements from firstCell on own; the memory stays.
 void releaseElements(SAFEARRAY *array, size_t firstCell)
 {
-    if (!array->pvData || (array->fFeatures & featureDataDeleted))
+    if (!array->pvData)
         return;
     const size_t count = cellCount(array);
     if (firstCell >= count)
@@ -228,10 +227,10 @@ HRESULT copyAllData(SAFEARRAY *source, SAFEARRAY *dest)
 {
     if (!source->pvData)
         return S_OK;
-    if (!dest->pvData || (source->fFeatures & featureDataDeleted))
+    if (!dest->pvData)
         return E_INVALIDARG;
     IRecordInfo *oldInfo = (dest->fFeatures & FADF_RECORD) ? hiddenRecordInfo(dest) : nullptr;
-    dest->fFeatures = USHORT((dest->fFeatures & (featureCreateVector | featureDataDeleted))
+    dest->fFeatures = USHORT((dest->fFeatures & featureCreateVector)
                              | (source->fFeatures & ~storageFeatures));
     const size_t count = cellCount(source);
     if (source->fFeatures & (FADF_VARIANT | FADF_BSTR | FADF_UNKNOWN | FADF_DISPATCH | FADF_RECORD)) {
@@ -310,7 +309,6 @@ PLATFORM_API HRESULT SafeArrayAllocData(SAFEARRAY *array)
     if (!data)
         return E_OUTOFMEMORY;
     array->pvData = data;
-    array->fFeatures &= USHORT(~featureDataDeleted);
     return S_OK;
 }
 
@@ -376,11 +374,13 @@ PLATFORM_API HRESULT SafeArrayDestroyDescriptor(SAFEARRAY *array)
         return S_OK;
     if (array->cLocks)
         return DISP_E_ARRAYISLOCKED;
-    if (array->fFeatures & featureCreateVector)
+    // A vector owns its data until SafeArrayDestroyData, which also drops
+    // the vector mark.
+    if (array->fFeatures & featureCreateVector) {
         releaseElements(array, 0);
-    if ((array->fFeatures & featureCreateVector) && array->pvData && !dataIsInline(array)
-        && !(array->fFeatures & featureDataDeleted))
-        std::free(array->pvData); // a vector that SafeArrayRedim moved out of its block
+        if (!dataIsInline(array))
+            std::free(array->pvData); // SafeArrayRedim moved it out of the block
+    }
     if (array->fFeatures & FADF_RECORD) {
         if (IRecordInfo *info = hiddenRecordInfo(array))
             info->Release();
@@ -392,8 +392,9 @@ PLATFORM_API HRESULT SafeArrayDestroyDescriptor(SAFEARRAY *array)
 
 /// SafeArrayDestroyData: releases the elements and frees the data block.
 ///   array [in/out]: the array; pvData becomes null, except for FADF_STATIC
-///                   arrays (zeroed) and vectors (whose data is part of the
-///                   descriptor's block and only marked as destroyed).
+///                   arrays (zeroed, kept). A vector loses FADF_CREATEVECTOR,
+///                   as on Windows; its data stays part of the descriptor's
+///                   block until that is freed.
 /// Returns S_OK, E_INVALIDARG for null, DISP_E_ARRAYISLOCKED for a locked
 /// array.
 PLATFORM_API HRESULT SafeArrayDestroyData(SAFEARRAY *array)
@@ -411,15 +412,10 @@ PLATFORM_API HRESULT SafeArrayDestroyData(SAFEARRAY *array)
             std::memset(array->pvData, 0, bytes);
         return S_OK;
     }
-    if (dataIsInline(array)) {
-        // The block stays with the descriptor; released elements must not
-        // be seen again by a later SafeArrayRedim or SafeArrayCopy.
-        std::memset(array->pvData, 0, dataBytes(array));
-        array->fFeatures |= featureDataDeleted;
-        return S_OK;
-    }
-    std::free(array->pvData);
+    if (!dataIsInline(array))
+        std::free(array->pvData);
     array->pvData = nullptr;
+    array->fFeatures &= USHORT(~featureCreateVector);
     return S_OK;
 }
 
@@ -648,10 +644,10 @@ PLATFORM_API HRESULT SafeArrayCopy(SAFEARRAY *source, SAFEARRAY **dest)
     SAFEARRAY *copy = allocateDescriptor(source->cDims, 0);
     if (!copy)
         return E_OUTOFMEMORY;
-    copy->fFeatures = USHORT(source->fFeatures & ~(storageFeatures | featureDataDeleted));
+    copy->fFeatures = USHORT(source->fFeatures & ~storageFeatures);
     copy->cbElements = source->cbElements;
     std::memcpy(copy->rgsabound, source->rgsabound, sizeof(SAFEARRAYBOUND) * source->cDims);
-    if (source->pvData && !(source->fFeatures & featureDataDeleted)) {
+    if (source->pvData) {
         copy->pvData = allocateData(dataBytes(source));
         if (!copy->pvData) {
             SafeArrayDestroyDescriptor(copy);
@@ -721,7 +717,6 @@ PLATFORM_API HRESULT SafeArrayRedim(SAFEARRAY *array, SAFEARRAYBOUND *lastBound)
         if (!dataIsInline(array))
             std::free(array->pvData);
         array->pvData = data;
-        array->fFeatures &= USHORT(~featureDataDeleted);
     }
     last.lLbound = lastBound->lLbound;
     last.cElements = newElements;

@@ -28,6 +28,16 @@ HRESULT validateVarType(VARTYPE vt)
     return S_OK;
 }
 
+// Whether VariantCopyInd dereferences a VT_BYREF type; its rules are laxer
+// than VariantClear's and answer E_INVALIDARG, not DISP_E_BADVARTYPE.
+bool isDereferenceable(VARTYPE vt)
+{
+    const VARTYPE base = vt & VT_TYPEMASK;
+    if ((vt & VT_ARRAY) || vt == (VT_RECORD | VT_BYREF))
+        return true;
+    return base > VT_NULL && base != 15 && base < VT_VOID && !(vt & (VT_VECTOR | VT_RESERVED));
+}
+
 // Size of the value a VT_BYREF variant points to, for the types copied as
 // plain bytes by VariantCopyInd; indexed by base type.
 constexpr unsigned char byRefValueSize[VT_UINT + 1] = {
@@ -72,7 +82,7 @@ HRESULT copyRecord(VARIANT *dest, PVOID sourceRecord, IRecordInfo *recordInfo)
     void *record = std::calloc(1, size ? size : 1);
     if (!record)
         return E_OUTOFMEMORY;
-    recordInfo->RecordInit(record);
+    // Zeroed memory rather than RecordInit, as Windows does.
     hr = recordInfo->RecordCopy(sourceRecord, record);
     if (FAILED(hr)) {
         std::free(record);
@@ -82,6 +92,12 @@ HRESULT copyRecord(VARIANT *dest, PVOID sourceRecord, IRecordInfo *recordInfo)
     dest->pvRecord = record;
     dest->pRecInfo = recordInfo;
     return S_OK;
+}
+
+// Copy of a string byte for byte; a null string gives an empty one.
+BSTR copyString(BSTR text)
+{
+    return SysAllocStringByteLen(reinterpret_cast<LPCSTR>(text), SysStringByteLen(text));
 }
 
 // Releases what a variant of a valid, non-reference type owns.
@@ -114,20 +130,23 @@ HRESULT releaseContents(VARIANT *variant)
 } // namespace
 
 /// VariantInit: makes a variant VT_EMPTY without looking at its contents.
-///   variant [out]: the variant.
+///   variant [out]: the variant; all 24 bytes are zeroed, as Windows does
+///                  since 8.1 (earlier versions set only vt).
 PLATFORM_API void VariantInit(VARIANTARG *variant)
 {
     if (variant)
-        variant->vt = VT_EMPTY;
+        std::memset(variant, 0, sizeof *variant);
 }
 
 /// VariantClear: releases what a variant holds and makes it VT_EMPTY.
 ///   variant [in/out]: the variant; strings are freed, interfaces released,
 ///                     arrays destroyed, records cleared through their
 ///                     IRecordInfo; nothing is released for VT_BYREF.
-/// Returns S_OK; E_INVALIDARG for a null pointer; DISP_E_BADVARTYPE for a type
-/// Windows does not accept in a variant (the variant is left as it was);
-/// DISP_E_ARRAYISLOCKED when its array is locked (the variant keeps the array).
+/// Returns S_OK; E_INVALIDARG for a null pointer (Windows crashes);
+/// DISP_E_BADVARTYPE for a type Windows does not accept in a variant (the
+/// variant is left as it was); DISP_E_ARRAYISLOCKED when its array is locked:
+/// the variant still becomes VT_EMPTY, as on Windows, and the array lives on
+/// for whoever holds the lock. Only vt is written; the value stays.
 PLATFORM_API HRESULT VariantClear(VARIANTARG *variant)
 {
     if (!variant)
@@ -135,13 +154,10 @@ PLATFORM_API HRESULT VariantClear(VARIANTARG *variant)
     HRESULT hr = validateVarType(variant->vt);
     if (FAILED(hr))
         return hr;
-    if (!(variant->vt & VT_BYREF)) {
+    if (!(variant->vt & VT_BYREF))
         hr = releaseContents(variant);
-        if (FAILED(hr))
-            return hr;
-    }
     variant->vt = VT_EMPTY;
-    return S_OK;
+    return hr;
 }
 
 /// VariantCopy: deep copy of one variant into another.
@@ -149,6 +165,7 @@ PLATFORM_API HRESULT VariantClear(VARIANTARG *variant)
 ///   source [in]: the variant to copy; strings and arrays are duplicated,
 ///                interfaces gain a reference, records are copied through
 ///                their IRecordInfo, VT_BYREF copies the pointer.
+///                A null string is copied as an empty one, as on Windows.
 /// Returns S_OK (also when source and dest are the same variant, which is
 /// left alone); E_INVALIDARG for null pointers; DISP_E_BADVARTYPE for a source
 /// type Windows refuses (VT_CLSID among them); the failure of clearing dest;
@@ -171,12 +188,9 @@ PLATFORM_API HRESULT VariantCopy(VARIANTARG *dest, const VARIANTARG *source)
         dest->parray = nullptr;
         hr = SafeArrayCopy(source->parray, &dest->parray);
     } else if (source->vt == VT_BSTR) {
-        if (source->bstrVal) {
-            dest->bstrVal = SysAllocStringByteLen(reinterpret_cast<LPCSTR>(source->bstrVal),
-                                                  SysStringByteLen(source->bstrVal));
-            if (!dest->bstrVal)
-                hr = E_OUTOFMEMORY;
-        }
+        dest->bstrVal = copyString(source->bstrVal);
+        if (!dest->bstrVal)
+            hr = E_OUTOFMEMORY;
     } else if (source->vt == VT_DISPATCH || source->vt == VT_UNKNOWN) {
         if (source->punkVal)
             source->punkVal->AddRef();
@@ -206,15 +220,10 @@ PLATFORM_API HRESULT VariantCopyInd(VARIANT *dest, const VARIANTARG *source)
 
     const VARTYPE base = source->vt & VT_TYPEMASK;
     const bool array = source->vt & VT_ARRAY;
-    if (!array && (source->vt & ~(VT_TYPEMASK | VT_BYREF)))
-        return E_INVALIDARG;
-    if (!array && base != VT_VARIANT && base != VT_DECIMAL && base != VT_RECORD
-        && (base > VT_UINT || base == 15 || byRefValueSize[base] == 0))
-        return E_INVALIDARG;
-    if (array && FAILED(validateVarType(source->vt)))
+    if (!isDereferenceable(source->vt))
         return E_INVALIDARG;
     if (!source->byref)
-        return E_INVALIDARG;
+        return E_INVALIDARG; // Windows crashes
 
     // Copying in place reads from a shallow copy: a reference owns nothing.
     const VARIANT reference = *source;
@@ -237,9 +246,8 @@ PLATFORM_API HRESULT VariantCopyInd(VARIANT *dest, const VARIANTARG *source)
             return E_INVALIDARG; // only one level is dereferenced
         return VariantCopyInd(dest, inner);
     } else if (base == VT_BSTR) {
-        const BSTR text = *reference.pbstrVal;
-        dest->bstrVal = text ? SysAllocStringByteLen(reinterpret_cast<LPCSTR>(text), SysStringByteLen(text)) : nullptr;
-        if (text && !dest->bstrVal)
+        dest->bstrVal = copyString(*reference.pbstrVal);
+        if (!dest->bstrVal)
             hr = E_OUTOFMEMORY;
     } else if (base == VT_DISPATCH || base == VT_UNKNOWN) {
         dest->punkVal = *reference.ppunkVal;
