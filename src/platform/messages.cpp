@@ -124,6 +124,7 @@ constexpr SystemMessage systemMessages[] = {
     { 0x80029C4A, u"Error loading type library/DLL.\r\n" },
     { 0x80029C83, u"Inconsistent property functions.\r\n" },
     { 0x80029C84, u"Circular dependency between types/modules.\r\n" },
+    { 0x8003001E, u"A disk error occurred during a read operation.\r\n" },
     { 0x80040110, u"Class does not support aggregation (or class object is remote)\r\n" },
     { 0x80040111, u"ClassFactory cannot supply requested class\r\n" },
     { 0x80040154, u"Class not registered\r\n" },
