@@ -398,6 +398,14 @@ PLATFORM_API DWORD FormatMessageW(DWORD flags, LPCVOID source, DWORD messageId, 
         SetLastError(error);
         return 0;
     }
+    if (message.empty()) {
+        if (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER)
+            *reinterpret_cast<LPWSTR *>(buffer) = nullptr; // a block the caller would not free
+        else if (size > 0)
+            buffer[0] = u'\0';
+        SetLastError(errorNoWorkDone);
+        return 0;
+    }
     LPWSTR target = buffer;
     if (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER) {
         const SIZE_T characters = std::max<SIZE_T>(size, message.size() + 1);
@@ -413,8 +421,6 @@ PLATFORM_API DWORD FormatMessageW(DWORD flags, LPCVOID source, DWORD messageId, 
     }
     message.copy(target, message.size());
     target[message.size()] = u'\0';
-    if (message.empty())
-        SetLastError(errorNoWorkDone);
     return DWORD(message.size());
 }
 
