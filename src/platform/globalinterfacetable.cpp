@@ -30,6 +30,7 @@ public:
     ULONG STDMETHODCALLTYPE AddRef() override { return 1; }
     ULONG STDMETHODCALLTYPE Release() override { return 1; }
 
+    // Takes m_lock.
     // Holds object's riid (taken by QueryInterface, so E_NOINTERFACE when it
     // has none) under a new non-zero cookie; E_INVALIDARG for null arguments.
     HRESULT STDMETHODCALLTYPE RegisterInterfaceInGlobal(IUnknown *object, REFIID riid, DWORD *cookie) override

@@ -336,6 +336,7 @@ DWORD expandMessage(const char16_t *text, DWORD flags, InsertArguments &argument
 std::mutex localHeapLock;
 std::unordered_set<void *> localBlocks;
 
+// Takes localHeapLock.
 bool isLocalBlock(HLOCAL memory)
 {
     std::lock_guard<std::mutex> guard(localHeapLock);
@@ -431,6 +432,7 @@ PLATFORM_API DWORD FormatMessageW(DWORD flags, LPCVOID source, DWORD messageId, 
 /// or ERROR_NOT_ENOUGH_MEMORY.
 /// Differs from Windows: every block is fixed; a moveable block's handle is
 /// its address, which LocalLock hands back, so lock/unlock code works as is.
+/// Takes localHeapLock.
 PLATFORM_API HLOCAL LocalAlloc(UINT flags, SIZE_T bytes)
 {
     constexpr UINT validFlags = 0x0F72; // LMEM_VALID_FLAGS
@@ -470,7 +472,7 @@ PLATFORM_API BOOL LocalUnlock(HLOCAL memory)
 
 /// LocalFree: frees a local block; NULL is ignored.
 /// Returns NULL on success; the handle itself with ERROR_INVALID_HANDLE when
-/// LocalAlloc did not give it (or it was freed already).
+/// LocalAlloc did not give it (or it was freed already). Takes localHeapLock.
 PLATFORM_API HLOCAL LocalFree(HLOCAL memory)
 {
     if (!memory)
