@@ -4,12 +4,14 @@
 
 #include <atomic>
 
+#include "counting_objects.h"
 #include "platform/automation.h"
 
 namespace com_objects {
 
 // An IUnknown that may also answer one further interface (itself under that
-// IID, as if it implemented it); lives on the test's stack.
+// IID, as if it implemented it); its count is atomic for tests with threads.
+// Lives on the test's stack.
 class CountingUnknown : public IUnknown {
 public:
     explicit CountingUnknown(const IID &extra = IID_NULL) : m_extra(extra) {}
@@ -32,23 +34,12 @@ private:
     IID m_extra;
 };
 
-class CountingMessageFilter : public IMessageFilter {
+// A message filter that only counts references.
+class CountingMessageFilter : public testing_objects::Counting<IMessageFilter> {
 public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void **object) override
-    {
-        *object = riid == IID_IUnknown || riid == IID_IMessageFilter ? this : nullptr;
-        if (!*object)
-            return E_NOINTERFACE;
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
-    ULONG STDMETHODCALLTYPE Release() override { return --references; }
     DWORD STDMETHODCALLTYPE HandleInComingCall(DWORD, HTASK, DWORD, LPINTERFACEINFO) override { return 0; }
     DWORD STDMETHODCALLTYPE RetryRejectedCall(HTASK, DWORD, DWORD) override { return DWORD(-1); }
     DWORD STDMETHODCALLTYPE MessagePending(HTASK, DWORD, DWORD) override { return 2; }
-
-    std::atomic<ULONG> references{ 1 };
 };
 
 } // namespace com_objects
