@@ -332,7 +332,7 @@ HRESULT numberFromBitPattern(const NUMPARSE &parse, const BYTE *digits, ULONG vt
 {
     ULONGLONG bits = 0;
     for (int i = 0; i < parse.cDig; ++i) {
-        if (bits > ((~ULONGLONG(0) >> parse.nBaseShift) - digits[i]))
+        if (bits > ((~ULONGLONG(0) - digits[i]) >> parse.nBaseShift))
             return DISP_E_OVERFLOW;
         bits = (bits << parse.nBaseShift) + digits[i];
     }
