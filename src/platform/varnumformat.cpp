@@ -126,6 +126,18 @@ std::string groupedTwoDecimals(std::string whole, std::string decimals, bool &is
     return grouped + "." + digits.substr(digits.size() - 2);
 }
 
+// The plain number grouped with two decimals, after the sign's prefix.
+std::u16string groupedText(const std::u16string &plain, const char *positivePrefix, const char *negativePrefix)
+{
+    bool negative = false;
+    bool isZero = false;
+    std::string whole, decimals;
+    if (!splitPlain(plain, negative, whole, decimals))
+        return std::u16string();
+    const std::string text = groupedTwoDecimals(whole, decimals, isZero);
+    return ascii((negative && !isZero ? negativePrefix : positivePrefix) + text);
+}
+
 } // namespace
 
 RealDigits realDigits(double value, int precision)
@@ -226,24 +238,12 @@ std::u16string textFromExact(const ExactNumber &number)
 
 std::u16string localNumberText(const std::u16string &plain)
 {
-    bool negative = false;
-    bool isZero = false;
-    std::string whole, decimals;
-    if (!splitPlain(plain, negative, whole, decimals))
-        return std::u16string();
-    const std::string text = groupedTwoDecimals(whole, decimals, isZero);
-    return ascii((negative && !isZero ? "-" : "") + text);
+    return groupedText(plain, "", "-");
 }
 
 std::u16string localCurrencyText(const std::u16string &plain)
 {
-    bool negative = false;
-    bool isZero = false;
-    std::string whole, decimals;
-    if (!splitPlain(plain, negative, whole, decimals))
-        return std::u16string();
-    const std::string text = groupedTwoDecimals(whole, decimals, isZero);
-    return ascii((negative && !isZero ? "-$" : "$") + text);
+    return groupedText(plain, "$", "-$");
 }
 
 } // namespace platform

@@ -9,8 +9,8 @@ namespace platform {
 
 // Reads text as a number with NUMPRS_STD acceptance (blanks, signs before or
 // after, parentheses, decimal point, thousands separators, "$", exponent,
-// &H and &O) and stores it in the union of `result` as vt, which must be an
-// integer, real, VT_CY or VT_DECIMAL type; the vt field is left alone.
+// &H and &O) and stores it in `result` as vt, which must be an integer,
+// real, VT_CY or VT_DECIMAL type.
 // DISP_E_TYPEMISMATCH when the text is no number, DISP_E_OVERFLOW when the
 // number does not fit vt.
 HRESULT numberFromText(const OLECHAR *text, VARTYPE vt, VARIANT &result);
