@@ -366,8 +366,9 @@ PLATFORM_API LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh
     auto object = referenceHandleOf<FileMapping>(mapping, 0, &handleAccess);
     if (!object)
         return nullptr;
-    const bool copy = (access & FILE_MAP_COPY) && access != FILE_MAP_ALL_ACCESS;
-    const bool write = (access & FILE_MAP_WRITE) && !copy;
+    // Write wins over read, read over copy (FILE_MAP_ALL_ACCESS holds all three bits).
+    const bool write = (access & FILE_MAP_WRITE) != 0;
+    const bool copy = !(access & (FILE_MAP_READ | FILE_MAP_WRITE)) && (access & FILE_MAP_COPY);
     const bool execute = (access & FILE_MAP_EXECUTE) != 0;
     if (!(access & (FILE_MAP_READ | FILE_MAP_WRITE | FILE_MAP_COPY))) {
         SetLastError(ERROR_INVALID_PARAMETER);

@@ -19,14 +19,16 @@ namespace platform {
 class WakeupWord {
 public:
     uint32_t current() const { return m_value.load(std::memory_order_acquire); }
-    // Any thread.
+    // Any thread. Enters the kernel only when the owner sleeps.
     void wake();
-    // Sleeps while the counter still holds seen, until woken or deadline
-    // (CLOCK_MONOTONIC; null waits without limit). May return early.
+    // On the owning thread: sleeps while the counter still holds seen, until
+    // woken or deadline (CLOCK_MONOTONIC; null waits without limit). May
+    // return early.
     void sleep(uint32_t seen, const timespec *deadline);
 
 private:
     std::atomic<uint32_t> m_value{ 0 };
+    std::atomic<bool> m_sleeping{ false };
 };
 
 // A kernel object with a signalled state. Its state and its list of

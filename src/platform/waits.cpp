@@ -25,17 +25,22 @@
 
 namespace platform {
 
+// The bump and the look at m_sleeping, like the owner's mark and its look
+// at the counter (inside the futex call), are sequentially consistent:
+// either the waker sees the owner asleep, or the owner sees the bump.
 void WakeupWord::wake()
 {
-    m_value.fetch_add(1, std::memory_order_release);
-    // Only the owning thread ever sleeps on its word.
-    syscall(SYS_futex, &m_value, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+    m_value.fetch_add(1, std::memory_order_seq_cst);
+    if (m_sleeping.load(std::memory_order_seq_cst))
+        syscall(SYS_futex, &m_value, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
 }
 
 void WakeupWord::sleep(uint32_t seen, const timespec *deadline)
 {
+    m_sleeping.store(true, std::memory_order_seq_cst);
     // FUTEX_WAIT_BITSET takes an absolute CLOCK_MONOTONIC deadline.
     syscall(SYS_futex, &m_value, FUTEX_WAIT_BITSET_PRIVATE, seen, deadline, nullptr, FUTEX_BITSET_MATCH_ANY);
+    m_sleeping.store(false, std::memory_order_relaxed);
 }
 
 void Waitable::detachLocked(WakeupWord *word)
