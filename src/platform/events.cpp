@@ -65,13 +65,10 @@ Event::~Event()
 }
 
 // The key of a name from the caller, or false with the last error set.
-bool eventKey(LPCWSTR name, std::string &key)
+bool eventKey(LPCWSTR name, bool required, std::string &key)
 {
-    DWORD error = ERROR_SUCCESS;
-    if (objectName(toUtf8(name), key, error))
-        return true;
-    SetLastError(error);
-    return false;
+    const std::string text = toUtf8(name);
+    return objectKey(name ? text.c_str() : nullptr, required, key);
 }
 
 BOOL changeEvent(HANDLE handle, bool signalled)
@@ -107,7 +104,7 @@ PLATFORM_API HANDLE CreateEventW(LPVOID attributes, BOOL manualReset, BOOL initi
 {
     (void)attributes;
     std::string key;
-    if (name && !eventKey(name, key))
+    if (!eventKey(name, false, key))
         return nullptr;
     if (key.empty()) {
         HANDLE handle = openHandle(std::make_shared<Event>(manualReset != FALSE, initialState != FALSE, std::string()),
@@ -154,12 +151,8 @@ PLATFORM_API HANDLE CreateEventW(LPVOID attributes, BOOL manualReset, BOOL initi
 PLATFORM_API HANDLE OpenEventW(DWORD access, BOOL inherit, LPCWSTR name)
 {
     (void)inherit;
-    if (!name) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return nullptr;
-    }
     std::string key;
-    if (!eventKey(name, key))
+    if (!eventKey(name, true, key))
         return nullptr;
     const DWORD granted = grantedAccess(KernelObject::Type::Event, access);
     NamedObjects<Event> &names = namedEvents();

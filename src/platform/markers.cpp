@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include "platform/markers.h"
+#include "platform/system.h"
 
 namespace platform {
 namespace {
@@ -44,19 +45,26 @@ socklen_t markerAddress(const char *kind, std::string_view name, sockaddr_un &ad
 
 } // namespace
 
-bool objectName(std::string_view name, std::string &key, DWORD &error)
+bool objectKey(const char *name, bool required, std::string &key)
 {
+    key.clear();
+    if (!name) {
+        if (required)
+            SetLastError(ERROR_INVALID_PARAMETER);
+        return !required;
+    }
+    std::string_view text(name);
     for (std::string_view prefix : kSessionPrefixes) {
-        if (name.substr(0, prefix.size()) == prefix) {
-            name.remove_prefix(prefix.size());
+        if (text.substr(0, prefix.size()) == prefix) {
+            text.remove_prefix(prefix.size());
             break;
         }
     }
-    if (name.find('\\') != std::string_view::npos) {
-        error = ERROR_PATH_NOT_FOUND;
+    if (text.find('\\') != std::string_view::npos) {
+        SetLastError(ERROR_PATH_NOT_FOUND);
         return false;
     }
-    key.assign(name);
+    key.assign(text);
     return true;
 }
 

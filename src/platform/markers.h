@@ -8,16 +8,17 @@
 #include <string>
 #include <string_view>
 
-#include "platform/errors.h"
+#include "platform/basetypes.h"
 
 namespace platform {
 
-// The name of a named object as this library keys it: the session prefixes
-// "Local\" and "Global\" dropped (there is one namespace per user here).
-// False with the Windows error for a name Windows refuses: a backslash left
-// after the prefix names a directory that does not exist
-// (ERROR_PATH_NOT_FOUND).
-bool objectName(std::string_view name, std::string &key, DWORD &error);
+// The key of a named object from a name a caller passed: the session
+// prefixes "Local\" and "Global\" dropped (there is one namespace per user
+// here); "" for null when the name is optional. False with the last error
+// set for null when required (ERROR_INVALID_PARAMETER) and for a name
+// Windows refuses: a backslash left after the prefix names a directory that
+// does not exist (ERROR_PATH_NOT_FOUND).
+bool objectKey(const char *name, bool required, std::string &key);
 
 // prefix + name when that fits in limit bytes, else prefix + "#" + a 128-bit
 // digest of name, so that long names stay distinct and within the limit.

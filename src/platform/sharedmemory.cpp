@@ -263,11 +263,8 @@ PLATFORM_API HANDLE CreateFileMappingA(HANDLE file, LPVOID attributes, DWORD pro
     }
     const bool writable = (protect & 0xFF) != PAGE_READONLY && (protect & 0xFF) != PAGE_EXECUTE_READ;
     std::string key;
-    DWORD error = ERROR_SUCCESS;
-    if (name && !objectName(name, key, error)) {
-        SetLastError(error);
+    if (!objectKey(name, false, key))
         return nullptr;
-    }
     if (key.empty())
         return createUnnamed(size, writable);
 
@@ -320,16 +317,9 @@ PLATFORM_API HANDLE CreateFileMappingA(HANDLE file, LPVOID attributes, DWORD pro
 PLATFORM_API HANDLE OpenFileMappingA(DWORD access, BOOL inherit, LPCSTR name)
 {
     (void)inherit;
-    if (!name) {
-        SetLastError(ERROR_INVALID_PARAMETER);
-        return nullptr;
-    }
     std::string key;
-    DWORD error = ERROR_SUCCESS;
-    if (!objectName(name, key, error)) {
-        SetLastError(error);
+    if (!objectKey(name, true, key))
         return nullptr;
-    }
     const DWORD granted = grantedAccess(KernelObject::Type::Mapping, access);
     SharedMemoryState &memory = state();
     std::lock_guard<std::mutex> guard(memory.named.lock());

@@ -425,10 +425,32 @@ void reportAndChain(int signal, siginfo_t *info, void *context)
         savedAction.sa_sigaction(signal, info, context);
 }
 
-void install(struct sigaction action)
+struct sigaction withInfo(void (*handler)(int, siginfo_t *, void *))
 {
+    struct sigaction action{};
+    action.sa_sigaction = handler;
+    action.sa_flags = SA_SIGINFO;
+    return action;
+}
+
+struct sigaction plain(void (*handler)(int))
+{
+    struct sigaction action{};
+    action.sa_handler = handler;
+    return action;
+}
+
+// Installs action for SIGSEGV before or after ours, checks that guards
+// still catch faults, then faults outside any guard.
+void faultOutsideGuardsWith(struct sigaction action, bool afterOurs)
+{
+    if (afterOurs)
+        RunGuarded([] {});
     sigemptyset(&action.sa_mask);
     sigaction(SIGSEGV, &action, &savedAction);
+    if (RunGuarded([] { vrqtLoad(nullptr); }))
+        _exit(1);
+    vrqtLoad(nullptr);
 }
 
 } // namespace
@@ -437,56 +459,16 @@ void install(struct sigaction action)
 TEST(FaultGuardDeathTest, HandlersInstalledBeforeOursRunOutsideGuards)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            struct sigaction action{};
-            action.sa_sigaction = exitWith42;
-            action.sa_flags = SA_SIGINFO;
-            install(action);
-            if (RunGuarded([] { vrqtLoad(nullptr); }))
-                _exit(1);
-            vrqtLoad(nullptr);
-        },
-        testing::ExitedWithCode(42), "");
-    EXPECT_EXIT(
-        {
-            struct sigaction action{};
-            action.sa_handler = exitWith43;
-            install(action);
-            if (RunGuarded([] { vrqtLoad(nullptr); }))
-                _exit(1);
-            vrqtLoad(nullptr);
-        },
-        testing::ExitedWithCode(43), "");
+    EXPECT_EXIT(faultOutsideGuardsWith(withInfo(exitWith42), false), testing::ExitedWithCode(42), "");
+    EXPECT_EXIT(faultOutsideGuardsWith(plain(exitWith43), false), testing::ExitedWithCode(43), "");
 }
 
 TEST(FaultGuardDeathTest, HandlersInstalledAfterOursAreChained)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            RunGuarded([] {});
-            struct sigaction action{};
-            action.sa_sigaction = exitWith42;
-            action.sa_flags = SA_SIGINFO;
-            install(action);
-            if (RunGuarded([] { vrqtLoad(nullptr); }))
-                _exit(1);
-            vrqtLoad(nullptr);
-        },
-        testing::ExitedWithCode(42), "");
+    EXPECT_EXIT(faultOutsideGuardsWith(withInfo(exitWith42), true), testing::ExitedWithCode(42), "");
     // A later handler that passes faults on to ours reaches the default
     // action through it, without looping between the two.
-    EXPECT_EXIT(
-        {
-            RunGuarded([] {});
-            struct sigaction action{};
-            action.sa_sigaction = reportAndChain;
-            action.sa_flags = SA_SIGINFO;
-            install(action);
-            if (RunGuarded([] { vrqtLoad(nullptr); }))
-                _exit(1);
-            vrqtLoad(nullptr);
-        },
-        crashedWithSegmentationFault, "later handler ran");
+    EXPECT_EXIT(faultOutsideGuardsWith(withInfo(reportAndChain), true), crashedWithSegmentationFault,
+                "later handler ran");
 }
