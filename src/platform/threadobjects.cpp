@@ -249,6 +249,7 @@ PLATFORM_API HANDLE OpenThread(DWORD access, BOOL inherit, DWORD threadId)
 /// ERROR_NOACCESS for a null exitCode.
 /// Differs from Windows: a thread's exit code is not known here; an ended
 /// thread reports 0.
+/// Takes the thread record's lock.
 PLATFORM_API BOOL GetExitCodeThread(HANDLE thread, DWORD *exitCode)
 {
     DWORD access = 0;

@@ -15,7 +15,6 @@
 #include <array>
 #include <climits>
 
-#include "platform/combase.h"
 #include "platform/threadobjects.h"
 
 #define RPC_E_NO_SYNC _HR(0x80010120)
@@ -73,8 +72,8 @@ constexpr long kPollMilliseconds = 10;
 // closed meanwhile, as on Windows).
 struct WaitSet {
     std::array<KernelObjectRef, MAXIMUM_WAIT_OBJECTS> references;
-    std::array<Waitable *, MAXIMUM_WAIT_OBJECTS> objects{}; // in the caller's order
-    std::array<Waitable *, MAXIMUM_WAIT_OBJECTS> distinct{}; // by address, once each
+    std::array<Waitable *, MAXIMUM_WAIT_OBJECTS> objects; // in the caller's order; count are set
+    std::array<Waitable *, MAXIMUM_WAIT_OBJECTS> distinct; // by address, once each; distinctCount are set
     DWORD count = 0;
     DWORD distinctCount = 0;
     bool waitAll = false;

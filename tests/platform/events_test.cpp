@@ -241,7 +241,10 @@ TEST(NamedEvents, NameGoesWithTheLastHandle)
 
 TEST(NamedEvents, NameHeldByAnotherProcessVanishesWhenItDies)
 {
-    const std::u16string name = uniqueName(u"vrqt-test-child");
+    // Longer than a socket address holds: names that differ only at their
+    // end must stay apart.
+    const std::u16string name = uniqueName(u"vrqt-test-child") + std::u16string(200, u'x') + u"1";
+    const std::u16string sibling = name.substr(0, name.size() - 1) + u"2";
     int ready[2];
     ASSERT_EQ(pipe(ready), 0);
     const pid_t child = fork();
@@ -261,6 +264,9 @@ TEST(NamedEvents, NameHeldByAnotherProcessVanishesWhenItDies)
 
     HANDLE opened = OpenEventW(SYNCHRONIZE, FALSE, name.c_str());
     EXPECT_NE(opened, nullptr) << "the child holds the name";
+    SetLastError(0);
+    EXPECT_EQ(OpenEventW(SYNCHRONIZE, FALSE, sibling.c_str()), nullptr);
+    EXPECT_EQ(GetLastError(), DWORD(ERROR_FILE_NOT_FOUND));
     SetLastError(0);
     HANDLE created = CreateEventW(nullptr, TRUE, FALSE, (u"Global\\" + name).c_str());
     EXPECT_NE(created, nullptr);

@@ -240,7 +240,8 @@ TEST(SharedMemory, AViewKeepsTheNameAfterTheHandleCloses)
 
 TEST(SharedMemory, AnotherProcessReadsAndWrites)
 {
-    const std::string name = uniqueName("vrqt-test-other-process");
+    // Longer than a file name may be: the object's name becomes a digest.
+    const std::string name = uniqueName("vrqt-test-other-process") + std::string(300, 'x');
     ChildProcess child([&](ChildProcess &self) {
         self.receive();
         HANDLE opened = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, name.c_str());
