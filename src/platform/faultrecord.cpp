@@ -6,6 +6,8 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 #include "platform/faultrecord.h"
@@ -22,8 +24,9 @@ constexpr int kGeneralProtectionTrap = 13;
 constexpr unsigned long kPageFaultWrite = 0x2;
 constexpr unsigned long kPageFaultInstructionFetch = 0x10;
 constexpr size_t kMaximumInstruction = 15;
+constexpr uintptr_t kPageSize = 4096;
 constexpr uintptr_t kStackOverflowReach = 64 * 1024;        // how far below the stack a push may land
-constexpr uintptr_t kStackGuardGap = 1024 * 1024 + 4096;    // the kernel's gap below a growing stack
+constexpr uintptr_t kStackGuardGap = 1024 * 1024 + 4096;   // the kernel's gap below a growing stack
 
 // Codes that follow from the signal and si_code alone.
 struct CodeRow {
@@ -107,6 +110,32 @@ struct Instruction {
     unsigned char next() { return bytes[position++]; }
 };
 
+// Copies memory the faulting instruction has itself just read (its own
+// bytes, the operand of a division that faulted), which cannot fault; used
+// where a seccomp policy refuses process_vm_readv.
+__attribute__((no_sanitize("address", "undefined"))) void copyTouchedMemory(uintptr_t address, void *buffer,
+                                                                             size_t length)
+{
+    const auto *source = reinterpret_cast<const volatile unsigned char *>(address);
+    auto *target = static_cast<unsigned char *>(buffer);
+    for (size_t index = 0; index < length; ++index)
+        target[index] = source[index];
+}
+
+// Reads memory the faulting instruction has itself just read, through
+// process_vm_readv or, where that is refused, directly. Keeps errno.
+bool readTouchedMemory(uintptr_t address, void *buffer, size_t length)
+{
+    const int savedErrno = errno;
+    bool read = readOwnMemory(address, buffer, length);
+    if (!read && errno != EFAULT) {
+        copyTouchedMemory(address, buffer, length);
+        read = true;
+    }
+    errno = savedErrno;
+    return read;
+}
+
 bool fetchInstruction(const ucontext_t *context, Instruction &instruction)
 {
     const uintptr_t pointer = uintptr_t(registers(context)[REG_RIP]);
@@ -116,8 +145,16 @@ bool fetchInstruction(const ucontext_t *context, Instruction &instruction)
     iovec remote[kMaximumInstruction];
     for (size_t index = 0; index < kMaximumInstruction; ++index)
         remote[index] = iovec{ reinterpret_cast<void *>(pointer + index), 1 };
+    const int savedErrno = errno;
     const ssize_t read = process_vm_readv(getpid(), &local, 1, remote, kMaximumInstruction, 0);
-    instruction.length = read > 0 ? size_t(read) : 0;
+    if (read < 0 && errno != EFAULT) {
+        // The page of the instruction's first byte was just executed.
+        instruction.length = std::min(kMaximumInstruction, size_t(kPageSize - (pointer & (kPageSize - 1))));
+        copyTouchedMemory(pointer, instruction.bytes, instruction.length);
+    } else {
+        instruction.length = read > 0 ? size_t(read) : 0;
+    }
+    errno = savedErrno;
     return instruction.length > 0;
 }
 
@@ -245,7 +282,7 @@ bool divisorIsZero(const ucontext_t *context, bool &zero)
             divisor = uint64_t(gregs[kRegisterSlots[number]]);
     } else {
         uintptr_t address = 0;
-        if (!operandAddress(instruction, context, modRm, address) || !readOwnMemory(address, &divisor, width))
+        if (!operandAddress(instruction, context, modRm, address) || !readTouchedMemory(address, &divisor, width))
             return false;
     }
     if (width < 8)
@@ -257,8 +294,10 @@ bool divisorIsZero(const ucontext_t *context, bool &zero)
 bool isStackOverflow(uintptr_t address, const ucontext_t *context, uintptr_t stackLow)
 {
     const uintptr_t stackPointer = uintptr_t(registers(context)[REG_RSP]);
-    const bool nearStackPointer = address + kStackOverflowReach >= stackPointer && address <= stackPointer + kStackOverflowReach;
-    return stackLow != 0 && nearStackPointer && address < stackLow + 4096 && address + kStackGuardGap >= stackLow;
+    const bool nearStackPointer =
+        address + kStackOverflowReach >= stackPointer && address <= stackPointer + kStackOverflowReach;
+    const bool atStackEnd = address < stackLow + kPageSize && address + kStackGuardGap >= stackLow;
+    return stackLow != 0 && nearStackPointer && atStackEnd;
 }
 
 DWORD accessKind(unsigned long errorCode)

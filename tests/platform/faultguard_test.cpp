@@ -2,8 +2,11 @@
 // handlers before and after ours.
 #include <gtest/gtest.h>
 
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -386,6 +389,43 @@ TEST(FaultGuard, ManyFaultsOnTwoThreadsAtOnce)
     first.join();
     second.join();
     EXPECT_EQ(wrong.load(), 0);
+}
+
+namespace {
+
+// Makes process_vm_readv fail with EPERM, as container seccomp profiles may.
+void refuseProcessVmReadv()
+{
+    sock_filter filter[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_process_vm_readv, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | (EPERM & SECCOMP_RET_DATA)),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    sock_fprog program{ sizeof filter / sizeof filter[0], filter };
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0)
+        _exit(100);
+}
+
+// The number of wrong answers where process_vm_readv is refused.
+int wrongAnswersWithoutProcessVmReadv()
+{
+    refuseProcessVmReadv();
+    Pages noAccess(PROT_NONE);
+    int local = 0;
+    EXCEPTION_RECORD overflow{}, halt{};
+    RunGuarded([] { vrqtDivide(INT_MIN, -1); }, &overflow);
+    RunGuarded([] { vrqtHalt(); }, &halt);
+    return int(overflow.ExceptionCode != EXCEPTION_INT_OVERFLOW) + int(halt.ExceptionCode != EXCEPTION_PRIV_INSTRUCTION)
+        + int(IsBadReadPtr(&local, sizeof local) != FALSE) + int(IsBadReadPtr(noAccess.address(), 1) != TRUE)
+        + int(IsBadReadPtr(nullptr, 1) != TRUE);
+}
+
+} // namespace
+
+TEST(FaultGuardDeathTest, DecodesAndProbesWhereProcessVmReadvIsRefused)
+{
+    EXPECT_EXIT(_exit(wrongAnswersWithoutProcessVmReadv()), testing::ExitedWithCode(0), "");
 }
 
 TEST(FaultGuardDeathTest, FaultsOutsideAGuardStillCrash)
