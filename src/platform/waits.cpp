@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <functional>
 
 #include "platform/threadobjects.h"
 
@@ -72,8 +73,8 @@ constexpr long kPollMilliseconds = 10;
 // closed meanwhile, as on Windows).
 struct WaitSet {
     std::array<KernelObjectRef, MAXIMUM_WAIT_OBJECTS> references;
-    std::array<Waitable *, MAXIMUM_WAIT_OBJECTS> objects; // in the caller's order; count are set
-    std::array<Waitable *, MAXIMUM_WAIT_OBJECTS> distinct; // by address, once each; distinctCount are set
+    std::array<Waitable *, MAXIMUM_WAIT_OBJECTS> objects;  // the first count: in the caller's order
+    std::array<Waitable *, MAXIMUM_WAIT_OBJECTS> distinct; // the first distinctCount: by address, once each
     DWORD count = 0;
     DWORD distinctCount = 0;
     bool waitAll = false;
@@ -108,7 +109,7 @@ DWORD collectHandles(DWORD count, const HANDLE *handles, bool waitAll, WaitSet &
     set.count = count;
     set.waitAll = waitAll;
     std::copy_n(set.objects.begin(), count, set.distinct.begin());
-    std::sort(set.distinct.begin(), set.distinct.begin() + count);
+    std::sort(set.distinct.begin(), set.distinct.begin() + count, std::less<Waitable *>());
     set.distinctCount = DWORD(std::unique(set.distinct.begin(), set.distinct.begin() + count) - set.distinct.begin());
     // Windows takes an object twice in a wait for any, never in a wait for all.
     if (waitAll && set.distinctCount != count) {
