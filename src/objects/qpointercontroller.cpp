@@ -42,9 +42,9 @@ HRESULT CvrQtObjectController_QPointer::Attach(QObject *object)
 CvrQtObjectController_QPointer::~CvrQtObjectController_QPointer()
 {
     if (guard && !guard->isNull()) {
-        // A living object is let go on its own thread; where that thread
-        // cannot be reached the cell is abandoned, deliberately: it stays
-        // allocated for as long as Qt may still look at it.
+        // A living object is let go on its own thread. Where that thread
+        // cannot be reached the cell is abandoned, deliberately, as a guard
+        // cell Qt may still write into must be: neither cleared nor freed.
         if (!ownerThread || !ExecuteInThread(ownerThread, clearGuardCell, guard)) {
             MarkDeliberateLeak(guard);
             guard = nullptr;

@@ -1,5 +1,7 @@
 // The controller that holds an object through a weak-pointer cell of its
-// own: the form for the Qt 4 family (Qt generation 1).
+// own: the form for the Qt 4 family (Qt generation 1). Qt has no public
+// guard registry any more; a QPointer in a heap cell stands in for the
+// registered guard.
 #pragma once
 
 #include <QPointer>
