@@ -134,6 +134,7 @@ DWORD win32ErrorFromErrno(int error)
 /// the size needed with the NUL; 0 with ERROR_ENVVAR_NOT_FOUND when there is
 /// no such variable (0 with the last error untouched for an empty value).
 /// Differs from Windows: names are case-sensitive, as the Linux environment is.
+/// Takes environmentLock.
 PLATFORM_API DWORD GetEnvironmentVariableW(LPCWSTR name, LPWSTR buffer, DWORD size)
 {
     std::string value;
@@ -162,7 +163,7 @@ PLATFORM_API DWORD GetEnvironmentVariableA(LPCSTR name, LPSTR buffer, DWORD size
 /// Returns TRUE; FALSE with ERROR_INVALID_PARAMETER for a bad name, or
 /// ERROR_NOT_ENOUGH_MEMORY.
 /// Differs from Windows: names are case-sensitive; a name may not start with
-/// '=' (Windows keeps per-drive folders in such names).
+/// '=' (Windows keeps per-drive folders in such names). Takes environmentLock.
 PLATFORM_API BOOL SetEnvironmentVariableW(LPCWSTR name, LPCWSTR value)
 {
     if (!name) {
@@ -246,7 +247,6 @@ PLATFORM_API BOOL CreateDirectoryW(LPCWSTR path, LPVOID attributes)
 /// and not cut to the 15 characters of a NetBIOS name.
 PLATFORM_API BOOL GetComputerNameW(LPWSTR buffer, DWORD *size)
 {
-    constexpr DWORD errorBufferOverflow = 111;
     char host[256] = {};
     if (!size || gethostname(host, sizeof(host) - 1) != 0) {
         SetLastError(ERROR_INVALID_PARAMETER);
@@ -255,7 +255,7 @@ PLATFORM_API BOOL GetComputerNameW(LPWSTR buffer, DWORD *size)
     const std::u16string name = platform::toUtf16(host);
     if (*size <= name.size()) {
         *size = DWORD(name.size() + 1);
-        SetLastError(errorBufferOverflow);
+        SetLastError(ERROR_BUFFER_OVERFLOW);
         return FALSE;
     }
     if (!buffer) {

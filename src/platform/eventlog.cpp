@@ -42,7 +42,7 @@ constexpr EventType eventTypes[] = {
 std::mutex eventLogLock;
 std::unordered_set<EventSource *> eventSources;
 
-// One line a entry in the hook file: backslash, line breaks and tabs escaped.
+// One line per entry in the hook file: backslash, line breaks and tabs escaped.
 std::string escapeForLine(const std::string &text)
 {
     std::string escaped;
@@ -85,7 +85,7 @@ void writeEntry(const EventSource &source, const EventType &type, const std::str
 ///   sourceName [in]  the source, the syslog ident of its entries (the
 ///                    system's own is "Verdaquil").
 /// Returns a handle for ReportEventW; NULL with ERROR_INVALID_PARAMETER for a
-/// null source, or ERROR_NOT_SUPPORTED for another machine.
+/// null source, or ERROR_NOT_SUPPORTED for another machine. Takes eventLogLock.
 /// Differs from Windows: entries go to syslog(3); no remote logs.
 PLATFORM_API HANDLE RegisterEventSourceW(LPCWSTR serverName, LPCWSTR sourceName)
 {
@@ -142,7 +142,7 @@ PLATFORM_API BOOL ReportEventW(HANDLE eventLog, WORD type, WORD category, DWORD 
 }
 
 /// DeregisterEventSource: closes an event source handle.
-/// Returns TRUE; FALSE with ERROR_INVALID_HANDLE for anything else.
+/// Returns TRUE; FALSE with ERROR_INVALID_HANDLE for anything else. Takes eventLogLock.
 PLATFORM_API BOOL DeregisterEventSource(HANDLE eventLog)
 {
     auto *source = static_cast<EventSource *>(eventLog);

@@ -359,6 +359,7 @@ LSTATUS openKey(HKEY key, const std::u16string &subKey, DWORD desired, OpenKey &
 /// Differs from Windows: read-only; names compare case-insensitively for
 /// ASCII, Latin-1, Greek and Cyrillic letters; empty path parts are skipped;
 /// an open key sees its values as they were when it was opened.
+/// Takes openKeysLock.
 PLATFORM_API LSTATUS RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, DWORD desired, PHKEY result)
 {
     (void)options;
@@ -390,7 +391,7 @@ PLATFORM_API LSTATUS RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, DWOR
 /// Returns ERROR_SUCCESS; ERROR_MORE_DATA with the size needed in *dataSize
 /// (and the type) when data is too small; ERROR_FILE_NOT_FOUND for a missing
 /// value; ERROR_INVALID_PARAMETER for reserved set or data without dataSize;
-/// ERROR_INVALID_HANDLE.
+/// ERROR_INVALID_HANDLE. Takes openKeysLock.
 PLATFORM_API LSTATUS RegQueryValueExW(HKEY key, LPCWSTR valueName, DWORD *reserved, DWORD *type, BYTE *data,
                                       DWORD *dataSize)
 {
@@ -431,7 +432,7 @@ PLATFORM_API LSTATUS RegQueryValueExW(HKEY key, LPCWSTR valueName, DWORD *reserv
 }
 
 /// RegCloseKey: closes an open key; predefined roots need no closing.
-/// Returns ERROR_SUCCESS; ERROR_INVALID_HANDLE for anything else.
+/// Returns ERROR_SUCCESS; ERROR_INVALID_HANDLE for anything else. Takes openKeysLock.
 PLATFORM_API LSTATUS RegCloseKey(HKEY key)
 {
     if (isPredefined(key))

@@ -301,6 +301,9 @@ TEST(BstrCompare, DefaultCollationOrdersLikeUsEnglish)
         { u"\u30ab", u"\u304b", NORM_IGNOREKANATYPE, VARCMP_EQ },
         { u"\u30ab", u"\u304b", 0, VARCMP_GT },
         { u"stra\u00dfe", u"strasse", 0, VARCMP_EQ },  // sharp s expands to ss
+        { u"\u0414\u043e\u043c", u"\u0434\u043e\u043c", NORM_IGNORECASE, VARCMP_EQ }, // Cyrillic
+        { u"\u0434\u043e\u043c", u"\u0414\u043e\u043c", 0, VARCMP_LT },
+        { u"\u03a9", u"\u03c9", NORM_IGNORECASE, VARCMP_EQ },                 // Greek
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(platform::toUtf8(row.left) + " vs " + platform::toUtf8(row.right));

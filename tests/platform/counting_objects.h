@@ -2,16 +2,18 @@
 // calls, so that tests can check that every AddRef has its Release.
 #pragma once
 
+#include <cstring>
+
 #include "platform/automation.h"
 
 namespace testing_objects {
 
-// An IDispatch (hence also an IUnknown) that only counts references; it
-// lives on the test's stack and is never deleted by Release.
-class CountingDispatch : public IDispatch {
+// The IUnknown part of the test objects: it counts references and answers
+// no QueryInterface. The objects live on the test's stack; Release never
+// deletes them.
+template <typename Interface>
+class Counting : public Interface {
 public:
-    explicit CountingDispatch(ULONG initial = 1) : references(initial) {}
-
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void **object) override
     {
         if (object)
@@ -20,6 +22,13 @@ public:
     }
     ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
     ULONG STDMETHODCALLTYPE Release() override { return --references; }
+
+    ULONG references = 1;
+};
+
+// An IDispatch (hence also an IUnknown) that only counts references.
+class CountingDispatch : public Counting<IDispatch> {
+public:
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT *count) override
     {
         if (count)
@@ -32,24 +41,14 @@ public:
     {
         return E_NOTIMPL;
     }
-
-    ULONG references;
 };
 
 // An IRecordInfo for records of `size` bytes whose contents are plain bytes;
 // it counts references, clears and copies.
-class CountingRecordInfo : public IRecordInfo {
+class CountingRecordInfo : public Counting<IRecordInfo> {
 public:
     explicit CountingRecordInfo(ULONG recordSize = 16) : size(recordSize) {}
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void **object) override
-    {
-        if (object)
-            *object = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
-    ULONG STDMETHODCALLTYPE Release() override { return --references; }
     HRESULT STDMETHODCALLTYPE RecordInit(PVOID) override
     {
         ++inits;
@@ -88,7 +87,6 @@ public:
     HRESULT STDMETHODCALLTYPE RecordDestroy(PVOID) override { return E_NOTIMPL; }
 
     ULONG size;
-    ULONG references = 1;
     int inits = 0;
     int clears = 0;
     int copies = 0;
