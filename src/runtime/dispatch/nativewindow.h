@@ -1,11 +1,21 @@
 // Native windows under the names the dispatch logic uses. A window here is
 // the id of a native Qt window of this process (QWindow::winId()); its
 // thread is the thread its QWindow lives in, its parent the native parent.
+//
+// Qt's window list may be read only on the GUI thread. There the functions
+// read it directly; other threads read a table of the windows that the GUI
+// thread last saw, and have the GUI thread renew it (a call carried there)
+// when a window is not in it or has been destroyed since.
 #pragma once
 
 #include "platform/automation.h"
+#include "runtime/dispatch/threadregistry.h"
 
-class QThread;
+#define GWL_STYLE (-16)
+#define WS_POPUP 0x80000000L
+#define WS_CHILD 0x40000000L
+#define WS_VISIBLE 0x10000000L
+typedef BOOL (*WNDENUMPROC)(HWND window, LPARAM parameter);
 
 // Any thread. Only windows that already have a native surface count: asking
 // never creates one.
@@ -15,8 +25,13 @@ BOOL IsWindow(HWND window);
 DWORD GetWindowThreadProcessId(HWND window, DWORD *processId);
 HWND GetParent(HWND window);
 
-// The kernel thread id of a QThread, 0 until that thread has been seen
-// running module code. Any thread.
-DWORD ThreadIdOfQThread(const QThread *thread);
-// Records the calling thread's QThread and kernel id.
-void NoteCurrentThread();
+// As the GUI thread sees them now (a call carried there from other
+// threads). Any thread.
+BOOL IsWindowVisible(HWND window);
+// GWL_STYLE only: WS_VISIBLE for a visible window, WS_CHILD for one with a
+// native parent, WS_POPUP for popups, tool tips and splash screens; 0 for
+// other indexes and for no window.
+LONG GetWindowLongW(HWND window, int index);
+// Calls enumerate for each top-level native window until it returns FALSE;
+// the windows are those the GUI thread sees at the call. Any thread.
+BOOL EnumWindows(WNDENUMPROC enumerate, LPARAM parameter);
