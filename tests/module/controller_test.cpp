@@ -4,6 +4,7 @@
 // touches it afterwards.
 #include <QLabel>
 
+#include <atomic>
 #include <memory>
 #include <thread>
 
@@ -117,23 +118,36 @@ TEST_P(Controllers, TwoControllersOnOneObjectAreIndependent)
     EXPECT_EQ(VARIANT_FALSE, second->IsObjectAlive());
 }
 
-TEST_P(Controllers, ControllerReleasedOnAHostThreadLeavesTheObjectIntact)
+// Tells how many connections watch its death.
+class Watched : public QObject
 {
-    auto object = std::make_unique<QObject>();
+public:
+    int deathWatchers() const { return receivers(SIGNAL(destroyed(QObject *))); }
+};
+
+TEST_P(Controllers, ControllerReleasedOnAHostThreadLetsGoOnTheObjectsThread)
+{
+    auto object = std::make_unique<Watched>();
     QWidget window;
     ASSERT_TRUE(showAndWait(&window));
     Ref<IvrQtObjectController> objectController = controllerFor(object.get());
     Ref<IvrQtObjectController> windowController = controllerFor(&window);
+    // The listening form watches the object through a listener.
+    EXPECT_EQ(GetParam().listening, object->deathWatchers() > 0);
     VARIANT_BOOL aliveSeenByHost = VARIANT_FALSE;
-    // The GUI thread cannot be reached from there yet: the controllers let
-    // go of their objects without touching them.
+    std::atomic<bool> released{ false };
+    // The release crosses to the GUI thread, whose loop turns meanwhile.
     std::thread host([&] {
         aliveSeenByHost = windowController->IsObjectAlive();
         objectController.reset();
         windowController.reset();
+        released.store(true);
     });
+    EXPECT_TRUE(waitUntil([&] { return released.load(); }, 20000));
     host.join();
     EXPECT_EQ(VARIANT_TRUE, aliveSeenByHost);
+    // Let go of there: nothing watches the object any more.
+    EXPECT_EQ(0, object->deathWatchers());
     object->setObjectName("still usable");
     object.reset();
 }

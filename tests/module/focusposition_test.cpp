@@ -1,8 +1,11 @@
-// Focus, screen positions and the child under a point, and what a call
-// from a host thread does when it would have to cross to the GUI thread.
+// Focus, screen positions and the child under a point, also asked for from
+// a host thread while the GUI thread turns its event loop.
+#include <QDialog>
 #include <QLabel>
 #include <QLineEdit>
+#include <QTimer>
 
+#include <atomic>
 #include <thread>
 
 #include "modulesupport.h"
@@ -35,11 +38,17 @@ protected:
         return focused;
     }
 
-    // Runs work on a thread of its own, as a host thread would call.
+    // Runs work on a thread of its own, as a host thread calls, while the
+    // GUI thread turns its event loop.
     template <typename Work>
     static void onHostThread(Work work)
     {
-        std::thread host(work);
+        std::atomic<bool> done{ false };
+        std::thread host([&] {
+            work();
+            done.store(true);
+        });
+        EXPECT_TRUE(waitUntil([&] { return done.load(); }, 20000));
         host.join();
     }
 
@@ -123,24 +132,74 @@ TEST_F(FocusPosition, ChildAtAScreenPointIsReportedOnlyWhenAlien)
     EXPECT_EQ(nullptr, child);
 }
 
-TEST_F(FocusPosition, CallsThatWouldCrossToTheGuiThreadDoNotRunYet)
+TEST_F(FocusPosition, CallsFromAHostThreadRunOnTheGuiThread)
 {
     first.setFocus();
     ASSERT_TRUE(waitUntil([this] { return first.hasFocus(); }));
     HRESULT focusResult = E_UNEXPECTED;
-    VARIANT_BOOL childrenFound = VARIANT_TRUE;
+    VARIANT_BOOL childrenFound = VARIANT_FALSE;
     VARIANT children;
-    V_VT(&children) = VT_EMPTY;
+    VariantInit(&children);
     onHostThread([&] {
         focusResult = widgets->SetWidgetFocus(&second, VARIANT_TRUE);
         childrenFound = widgets->GetChildWidgets(&window, &children);
     });
     EXPECT_EQ(S_OK, focusResult);
-    EXPECT_TRUE(first.hasFocus());
-    EXPECT_EQ(VARIANT_FALSE, childrenFound);
-    EXPECT_EQ(VT_EMPTY, V_VT(&children));
+    EXPECT_TRUE(second.hasFocus());
+    ASSERT_EQ(VARIANT_TRUE, childrenFound);
+    ASSERT_EQ(VT_ARRAY | VT_UI8, V_VT(&children));
+    LONG upper = -1;
+    SafeArrayGetUBound(V_ARRAY(&children), 1, &upper);
+    // The two line edits; the native child is no alien.
+    EXPECT_EQ(1, upper);
+    VariantClear(&children);
 
-    // The same calls on the GUI thread run.
-    EXPECT_EQ(VARIANT_TRUE, widgets->GetChildWidgets(&window, &children));
+    // A widget whose window has no native surface: the call finds no
+    // window and runs nowhere.
+    QWidget unshown;
+    QLineEdit inUnshown(&unshown);
+    onHostThread([&] { focusResult = widgets->SetWidgetFocus(&inUnshown, VARIANT_TRUE); });
+    EXPECT_EQ(S_OK, focusResult);
+    EXPECT_FALSE(inUnshown.hasFocus());
+    EXPECT_EQ(nullptr, unshown.windowHandle());
+    EXPECT_TRUE(second.hasFocus());
+}
+
+TEST_F(FocusPosition, HostCallsReachTheGuiThreadInsideAModalDialog)
+{
+    QDialog dialog;
+    QLineEdit top(&dialog);
+    QLineEdit bottom(&dialog);
+    bottom.move(0, 40);
+    HRESULT focusResult = E_UNEXPECTED;
+    VARIANT_BOOL childrenFound = VARIANT_FALSE;
+    VARIANT children;
+    VariantInit(&children);
+    std::atomic<bool> done{ false };
+    std::thread host;
+    // Started once the dialog's own loop runs; the GUI thread stays in it
+    // until the host is done.
+    QTimer::singleShot(0, &dialog, [&] {
+        host = std::thread([&] {
+            focusResult = widgets->SetWidgetFocus(&bottom, VARIANT_TRUE);
+            childrenFound = widgets->GetChildWidgets(&dialog, &children);
+            done.store(true);
+        });
+    });
+    bool focusSeen = false;
+    QTimer closer;
+    QObject::connect(&closer, &QTimer::timeout, &dialog, [&] {
+        if (!done.load())
+            return;
+        // Read before the dialog hides, which takes its focus away.
+        focusSeen = bottom.hasFocus();
+        dialog.accept();
+    });
+    closer.start(5);
+    dialog.exec();
+    host.join();
+    EXPECT_EQ(S_OK, focusResult);
+    EXPECT_TRUE(focusSeen);
+    EXPECT_EQ(VARIANT_TRUE, childrenFound);
     VariantClear(&children);
 }

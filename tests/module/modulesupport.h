@@ -15,6 +15,7 @@
 #include <string>
 
 #include "../platform/process_support.h" // ScopedVariable, ScopedFolder
+#include "../qt_support.h"
 #include "host/modulehost.h"
 #include "interfaces/events.h"
 
@@ -36,18 +37,7 @@ inline std::string moduleFolder()
     return std::filesystem::path(modulePath()).parent_path().string();
 }
 
-// Runs the event loop until condition holds or the limit passes; the
-// condition's last value.
-inline bool waitUntil(const std::function<bool()> &condition, int limitMs = 5000)
-{
-    QDeadlineTimer deadline(limitMs);
-    while (!condition()) {
-        if (deadline.hasExpired())
-            return condition();
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return true;
-}
+using qttest::waitUntil;
 
 // Shows a window and waits until it has its native window.
 inline bool showAndWait(QWidget *window)

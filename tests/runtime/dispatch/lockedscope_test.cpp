@@ -1,0 +1,312 @@
+// Locked scopes, cookie revocation on the registering thread, the message
+// filter's suspension, the main window, and the tear-down.
+#include <QWidget>
+
+#include <cstdio>
+
+#include "dispatchsupport.h"
+#include "runtime/dispatch/messagefiltersuspension.h"
+#include "runtime/dispatch/nativewindow.h"
+#include "runtime/dispatch/threadlockscope.h"
+#include "runtime/moduleobject.h"
+
+using namespace dispatchtest;
+
+namespace {
+
+TEST(LockedScope, MarkerExistsForTheScopeAndAnInnerScopeMakesNone)
+{
+    const DWORD self = GetCurrentThreadId();
+    const std::string expected = "ZKTLE" + std::to_string(GetCurrentProcessId()) + "P" + std::to_string(self);
+    EXPECT_EQ(std::u16string(expected.begin(), expected.end()), ThreadLockMarkerName(self));
+    EXPECT_FALSE(ThreadLockMarkerExists(self));
+    {
+        ThreadLockScope outer;
+        EXPECT_TRUE(outer.created());
+        EXPECT_TRUE(ThreadLockMarkerExists(self));
+        EXPECT_EQ(1u, WindowContext().LockMarkerCount());
+        {
+            ThreadLockScope inner;
+            EXPECT_FALSE(inner.created());
+        }
+        EXPECT_TRUE(ThreadLockMarkerExists(self));
+    }
+    EXPECT_FALSE(ThreadLockMarkerExists(self));
+    EXPECT_EQ(0u, WindowContext().LockMarkerCount());
+}
+
+TEST(LockedScope, MarkerMadeByOtherCodeInTheProcessCounts)
+{
+    const DWORD self = GetCurrentThreadId();
+    const std::u16string name = ThreadLockMarkerName(self);
+    HANDLE foreign = CreateEventW(nullptr, TRUE, FALSE, name.c_str());
+    ASSERT_NE(nullptr, foreign);
+    EXPECT_TRUE(ThreadLockMarkerExists(self));
+    {
+        ThreadLockScope scope;
+        EXPECT_FALSE(scope.created());
+    }
+    EXPECT_TRUE(ThreadLockMarkerExists(self));
+    CloseHandle(foreign);
+    EXPECT_FALSE(ThreadLockMarkerExists(self));
+}
+
+TEST(LockedScope, TargetInALockedScopeHoldsItsCallerPastTheSlice)
+{
+    ScopedCallTimeout slice(20);
+    WorkerThread worker;
+    const DWORD target = worker.id();
+    ASSERT_NE(0u, target);
+    std::atomic<bool> inScope{ false };
+    std::atomic<bool> leave{ false };
+    std::atomic<int> runsInScope{ -1 };
+    CallRecord record;
+    worker.post([&] {
+        ThreadLockScope scope;
+        inScope.store(true);
+        // The worker's loop turns (and its hook is visited) all along.
+        while (!leave.load())
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        runsInScope.store(record.runs.load());
+    });
+    ASSERT_TRUE(waitUntil([&] { return inScope.load(); }));
+    HostCall call(target, recordCall, &record);
+    // Many slices pass while the call waits.
+    const DWORD start = GetTickCount();
+    ASSERT_TRUE(waitUntil([&] { return GetTickCount() - start > 10 * CallTimeoutMs.load(); }));
+    EXPECT_FALSE(call.finished.load());
+    EXPECT_EQ(1u, WindowContext().PendingCallCount());
+    leave.store(true);
+    ASSERT_TRUE(call.waitFinished());
+    EXPECT_EQ(1, call.result.load());
+    EXPECT_EQ(0, runsInScope.load());
+    EXPECT_EQ(1, record.runs.load());
+    EXPECT_EQ(target, record.ranOn.load());
+    expectNothingOutstanding();
+}
+
+// Counts where it was released.
+class Tracked : public IUnknown
+{
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void **object) override
+    {
+        if (!object)
+            return E_POINTER;
+        if (riid != IID_IUnknown) {
+            *object = nullptr;
+            return E_NOINTERFACE;
+        }
+        *object = this;
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
+    ULONG STDMETHODCALLTYPE Release() override
+    {
+        releasedOn.store(GetCurrentThreadId());
+        return --references;
+    }
+    std::atomic<ULONG> references{ 1 };
+    std::atomic<DWORD> releasedOn{ 0 };
+};
+
+DWORD registerInGlobalTable(Tracked &object)
+{
+    IGlobalInterfaceTable *table = nullptr;
+    if (FAILED(ProxyModule().GetGlobalInterfaceTable(&table)))
+        return 0;
+    DWORD cookie = 0;
+    table->RegisterInterfaceInGlobal(&object, IID_IUnknown, &cookie);
+    table->Release();
+    return cookie;
+}
+
+// The global interface table is made inside an apartment.
+class CookieRevocation : public ::testing::Test
+{
+protected:
+    void SetUp() override { ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))); }
+    void TearDown() override { CoUninitialize(); }
+};
+
+TEST_F(CookieRevocation, CookieIsRevokedOnTheThreadNamed)
+{
+    WorkerThread worker;
+    const DWORD target = worker.id();
+    ASSERT_NE(0u, target);
+    Tracked object;
+    const DWORD cookie = registerInGlobalTable(object);
+    ASSERT_NE(0u, cookie);
+    ASSERT_EQ(2u, object.references.load());
+    WindowContext().RevokeCookieInThread(target, cookie);
+    ASSERT_TRUE(waitUntil([&] { return object.references.load() == 1; }));
+    EXPECT_EQ(target, object.releasedOn.load());
+    // The user counted for the cookie has been paid back, and the worker
+    // unhooked.
+    ASSERT_TRUE(waitUntil([] { return WindowContext().HookRecordCount() == 0 && CThreadHook::LiveCount() == 0; }));
+    expectNothingOutstanding();
+}
+
+TEST_F(CookieRevocation, CookieIsRevokedOnTheCallerWhenTheThreadCannotTakeIt)
+{
+    struct Row {
+        const char *name;
+        DWORD target;
+    };
+    const Row rows[] = {
+        { "thread 0", 0 },
+        { "the calling thread", GetCurrentThreadId() },
+        { "no such thread", 0x7FFFFFF0u },
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        Tracked object;
+        const DWORD cookie = registerInGlobalTable(object);
+        ASSERT_NE(0u, cookie);
+        WindowContext().RevokeCookieInThread(row.target, cookie);
+        EXPECT_EQ(1u, object.references.load());
+        EXPECT_EQ(GetCurrentThreadId(), object.releasedOn.load());
+    }
+    // A cookie of 0 is ignored.
+    WindowContext().RevokeCookieInThread(0, 0);
+    expectNothingOutstanding();
+}
+
+class CountingFilter : public IMessageFilter
+{
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void **object) override
+    {
+        if (riid != IID_IUnknown && riid != IID_IMessageFilter) {
+            *object = nullptr;
+            return E_NOINTERFACE;
+        }
+        *object = this;
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
+    ULONG STDMETHODCALLTYPE Release() override { return --references; }
+    DWORD STDMETHODCALLTYPE HandleInComingCall(DWORD, HTASK, DWORD, LPINTERFACEINFO) override { return 0; }
+    DWORD STDMETHODCALLTYPE RetryRejectedCall(HTASK, DWORD, DWORD) override { return DWORD(-1); }
+    DWORD STDMETHODCALLTYPE MessagePending(HTASK, DWORD, DWORD) override { return 0; }
+    std::atomic<ULONG> references{ 1 };
+};
+
+TEST(MessageFilter, SuspensionTakesTheFilterAwayInAnApartmentAndPutsItBack)
+{
+    struct Row {
+        const char *name;
+        DWORD apartment;
+        bool singleThreaded;
+    };
+    const Row rows[] = {
+        { "single-threaded apartment", COINIT_APARTMENTTHREADED, true },
+        { "multithreaded apartment", COINIT_MULTITHREADED, false },
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        // A thread of its own: the apartment is the thread's.
+        std::thread apartment([&row] {
+            ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, row.apartment)));
+            EXPECT_EQ(row.singleThreaded, MessageFilterSuspension::IsSingleThreadedApartment());
+            CountingFilter filter;
+            if (row.singleThreaded) {
+                ASSERT_EQ(S_OK, CoRegisterMessageFilter(&filter, nullptr));
+            }
+            {
+                MessageFilterSuspension suspension;
+                IMessageFilter *current = nullptr;
+                if (row.singleThreaded) {
+                    // No filter now: registering none hands back none.
+                    EXPECT_EQ(S_OK, CoRegisterMessageFilter(nullptr, &current));
+                    EXPECT_EQ(nullptr, current);
+                }
+            }
+            if (row.singleThreaded) {
+                IMessageFilter *restored = nullptr;
+                EXPECT_EQ(S_OK, CoRegisterMessageFilter(nullptr, &restored));
+                EXPECT_EQ(&filter, restored);
+                if (restored)
+                    restored->Release();
+                EXPECT_EQ(1u, filter.references.load());
+            }
+            CoUninitialize();
+        });
+        apartment.join();
+    }
+    EXPECT_FALSE(MessageFilterSuspension::IsSingleThreadedApartment());
+}
+
+TEST(MainWindow, FirstVisibleTopLevelThatIsNoPopupFromAnyThread)
+{
+    QWidget hidden;
+    hidden.winId();
+    QWidget main;
+    main.setGeometry(100, 100, 200, 200);
+    main.show();
+    ASSERT_TRUE(waitUntil([&] { return main.isVisible(); }));
+    // Shown last: a popup closes when another window comes up.
+    QWidget popup(nullptr, Qt::Popup);
+    popup.setGeometry(10, 10, 50, 50);
+    popup.show();
+    ASSERT_TRUE(waitUntil([&] { return popup.isVisible(); }));
+    const HWND expected = HWND(main.winId());
+
+    EXPECT_EQ(expected, WindowContext().FindMainWindow());
+    HWND seenByHost = nullptr;
+    std::atomic<bool> done{ false };
+    std::thread host([&] {
+        seenByHost = WindowContext().FindMainWindow();
+        done.store(true);
+    });
+    ASSERT_TRUE(waitUntil([&] { return done.load(); }));
+    host.join();
+    EXPECT_EQ(expected, seenByHost);
+
+    // Only the popup left: the second search takes it.
+    main.hide();
+    ASSERT_TRUE(waitUntil([&] { return !main.isVisible(); }));
+    EXPECT_EQ(HWND(popup.winId()), WindowContext().FindMainWindow());
+    popup.hide();
+    ASSERT_TRUE(waitUntil([&] { return !popup.isVisible(); }));
+    EXPECT_EQ(nullptr, WindowContext().FindMainWindow());
+}
+
+// The tear-down: in a process of its own, since it ends the context.
+void tearDownWhileACallerWaitsOnALockedTarget()
+{
+    CallTimeoutMs.store(100);
+    WorkerThread worker;
+    const DWORD target = worker.id();
+    std::atomic<bool> inScope{ false };
+    worker.post([&] {
+        ThreadLockScope scope;
+        inScope.store(true);
+        for (;;)
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    });
+    if (!target || !waitUntil([&] { return inScope.load(); }))
+        std::_Exit(2);
+    auto *caller = new HostCall(target, nullptr, nullptr);
+    if (!waitHoldingTheLoop([] { return WindowContext().PendingCallCount() == 1; }))
+        std::_Exit(3);
+    WindowContext().TearDown();
+    const bool callerWaits = !caller->finished.load();
+    // From now on calls run on their callers.
+    CallRecord record;
+    const bool inline_ = ExecuteInThread(target, recordCall, &record) && record.ranOn.load() == GetCurrentThreadId();
+    std::fprintf(stderr, "torn down: caller %s, calls %s\n", callerWaits ? "waiting" : "released",
+                 inline_ ? "inline" : "crossing");
+    std::fflush(stderr);
+    std::_Exit(0);
+}
+
+TEST(TearDown, ReturnsWhileACallerStillWaitsAndThenRunsCallsInline)
+{
+    EXPECT_EXIT(tearDownWhileACallerWaitsOnALockedTarget(), ::testing::ExitedWithCode(0),
+                "torn down: caller waiting, calls inline");
+}
+
+} // namespace
