@@ -18,6 +18,8 @@ namespace {
 // finds the context gone rather than a destroyed object.
 std::atomic<bool> contextServing{ false };
 
+thread_local bool platformKnowsThisThread = false;
+
 void initializeSection(CRITICAL_SECTION &section)
 {
     if (!InitializeCriticalSectionAndSpinCount(&section, 0))
@@ -94,12 +96,26 @@ bool CzkWindowContext::ExecuteOnOtherThread(DWORD targetThread, ExecuteFunction 
     }
     PostWakeup(targetThread);
 
-    bool started = false;
+    // The caller sleeps once a call: it waits for the call's end from the
+    // start, and watches the target's end all along; whether the target
+    // has taken the call is looked at when a slice is over.
+    HANDLE thread = OpenThread(SYNCHRONIZE, FALSE, targetThread);
+    const DWORD openError = thread ? 0 : GetLastError();
+    HANDLE ends[2] = { call.doneEvent, thread };
+    const ULONG endCount = thread ? 2 : 1;
     DWORD index = 0;
+    bool running = false;
     for (;;) {
-        const HRESULT slice = PumpingWait(CallTimeoutMs.load(), 1, &call.startedEvent, &index);
+        const HRESULT slice = PumpingWait(CallTimeoutMs.load(), endCount, ends, &index);
         if (slice == S_OK) {
-            started = true;
+            // Done, or the target has ended: a call it never took goes.
+            if (index != 0)
+                WithdrawCall(&call);
+            break;
+        }
+        // A failure of the wait counts as the slice's end.
+        if (WaitForSingleObject(call.startedEvent, 0) == WAIT_OBJECT_0) {
+            running = true;
             break;
         }
         // A target in a locked scope holds its caller without limit.
@@ -108,20 +124,18 @@ bool CzkWindowContext::ExecuteOnOtherThread(DWORD targetThread, ExecuteFunction 
         if (WithdrawCall(&call))
             break;
         // The target took the call in this very instant: it runs.
-        started = SUCCEEDED(PumpingWait(INFINITE, 1, &call.startedEvent, &index));
+        running = true;
         break;
     }
-    if (started) {
-        // The call runs: its end or the target's, whichever comes first.
-        if (HANDLE thread = OpenThread(SYNCHRONIZE, FALSE, targetThread)) {
-            HANDLE ends[2] = { thread, call.doneEvent };
-            PumpingWait(INFINITE, 2, ends, &index);
-            CloseHandle(thread);
-        } else if (GetLastError() == ERROR_ACCESS_DENIED) {
-            PumpingWait(INFINITE, 1, &call.doneEvent, &index);
-        }
-        // Otherwise the thread is taken to be gone.
+    if (running) {
+        // Its end or the target's, whichever comes first. A target that
+        // could not be opened for another reason than access is taken to
+        // be gone.
+        if (thread || openError == ERROR_ACCESS_DENIED)
+            PumpingWait(INFINITE, endCount, ends, &index);
     }
+    if (thread)
+        CloseHandle(thread);
     CloseHandle(call.doneEvent);
     CloseHandle(call.startedEvent);
     ReleaseThreadHook(targetThread);
@@ -196,6 +210,13 @@ void CzkWindowContext::ProcessPendingCalls(DWORD threadId)
     // while another runs (or a visit nested inside one) takes the next.
     while (PendingCall *call = TakePendingCall(threadId)) {
         SetEvent(call->startedEvent);
+        if (!platformKnowsThisThread) {
+            // A wait makes the platform know the thread, so that its
+            // callers' handles of it are signalled at its end at once
+            // rather than found out by looking in /proc.
+            WaitForSingleObject(call->startedEvent, 0);
+            platformKnowsThisThread = true;
+        }
         RunPendingCall(*call);
         // The last touch: the caller may leave once this is set.
         SetEvent(call->doneEvent);
