@@ -19,7 +19,12 @@
 #include "runtime/dispatch/threadregistry.h"
 #include "runtime/dispatch/windowcontext.h"
 
+extern "C" void vrqtDispatchTestStoreNull();
+
 namespace dispatchtest {
+
+// Faults: a store to address 0.
+void faultingCall(void *argument);
 
 // Runs the calling thread's event loop until condition holds or the limit
 // passes.

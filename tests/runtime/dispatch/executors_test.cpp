@@ -55,16 +55,10 @@ TEST(AsyncMethod, RunsOnceOnANamedThreadOfItsOwn)
     EXPECT_STREQ("zkAsyncMethodExecutor", AsyncExecutorThreadName);
 }
 
-void faultInAsyncMethod(void *)
-{
-    volatile int *nowhere = nullptr;
-    *nowhere = 1;
-}
-
 TEST(AsyncMethod, FaultEndsTheThreadAsIfTheCallHadReturned)
 {
     HANDLE thread = nullptr;
-    ASSERT_NE(0u, StartAsyncMethod(faultInAsyncMethod, nullptr, &thread));
+    ASSERT_NE(0u, StartAsyncMethod(faultingCall, nullptr, &thread));
     EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(thread, 10000));
     CloseHandle(thread);
     // Without a handle asked for, none is handed out and the thread runs.
