@@ -15,6 +15,14 @@ BOOL IsWindow(HWND window);
 DWORD GetWindowThreadProcessId(HWND window, DWORD *processId);
 HWND GetParent(HWND window);
 
+// Publishes a native window of this process under a name that lives as
+// long as its QWindow, so that other processes of this user can tell that
+// the window exists. Any thread; takes the markers' lock.
+void PublishWindow(HWND window);
+// True for a native window of this process or a window that a process of
+// this user has published.
+BOOL IsPublishedWindow(HWND window);
+
 // The kernel thread id of a QThread, 0 until that thread has been seen
 // running module code. Any thread.
 DWORD ThreadIdOfQThread(const QThread *thread);
