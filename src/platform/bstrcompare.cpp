@@ -70,6 +70,37 @@ constexpr Latin1Letter latin1Letters[64] = {
     { 'u', Diaeresis }, { 'y', Acute }, { 0, NoAccent }, { 'y', Diaeresis }, // FC..FF
 };
 
+// Upper-case ranges beyond Latin-1 and the distance to their lower case,
+// so that case-insensitive comparison also covers Greek and Cyrillic.
+struct CaseRange {
+    char16_t first;
+    char16_t last;
+    char16_t toLower; // 1 with alternating pairs: upper even, lower odd
+};
+constexpr CaseRange caseRanges[] = {
+    { 0x0100, 0x012F, 1 },      // Latin Extended-A, alternating
+    { 0x0132, 0x0137, 1 },
+    { 0x014A, 0x0177, 1 },
+    { 0x0391, 0x03A9, 0x20 },   // Greek capitals
+    { 0x0400, 0x040F, 0x50 },   // Cyrillic capitals with diacritics
+    { 0x0410, 0x042F, 0x20 },   // basic Cyrillic capitals
+    { 0x0460, 0x0481, 1 },      // historic Cyrillic, alternating
+    { 0x048A, 0x04BF, 1 },
+    { 0x04D0, 0x04FF, 1 },
+};
+
+char16_t toLowerBeyondLatin1(char16_t c)
+{
+    for (const CaseRange &range : caseRanges) {
+        if (c < range.first || c > range.last)
+            continue;
+        if (range.toLower != 1)
+            return char16_t(c + range.toLower);
+        return (c - range.first) % 2 == 0 ? char16_t(c + 1) : c;
+    }
+    return c;
+}
+
 constexpr unsigned letterWeight(char lower)
 {
     return letterBase + unsigned(lower - 'a') * 4;
@@ -144,7 +175,8 @@ struct Collator {
             } else if (c < 0x100) {
                 addLatin1Letter(keys, c);
             } else {
-                add(keys, otherBase + c, NoAccent, extra);
+                const char16_t lower = toLowerBeyondLatin1(c);
+                add(keys, otherBase + lower, NoAccent, static_cast<unsigned char>(extra | (lower != c ? upperCaseBit : 0)));
             }
         }
         return keys;

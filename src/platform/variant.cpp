@@ -67,8 +67,8 @@ constexpr unsigned char byRefValueSize[VT_UINT + 1] = {
     sizeof(UINT),         // VT_UINT
 };
 
-// Deep copy of a record: a new block of the record's size, initialised and
-// copied through its IRecordInfo, which gains a reference.
+// Deep copy of a record: a new zeroed malloc block of the record's size,
+// filled by IRecordInfo::RecordCopy; the record info gains a reference.
 HRESULT copyRecord(VARIANT *dest, PVOID sourceRecord, IRecordInfo *recordInfo)
 {
     dest->pvRecord = nullptr;
