@@ -330,9 +330,9 @@ TEST(MemoryStream, HostileBytesFailCleanly)
     EXPECT_EQ(past->ReadUInt64(&word), S_OK) << "inside the block, beyond the size";
     EXPECT_EQ(past->ReadUInt8(nullptr), E_POINTER);
     EXPECT_EQ(past->ReadUInt8(reinterpret_cast<BYTE *>(&word)), E_BOUNDS) << "beyond the block";
-    past->SetPosition(0xFFFFFFF0);
-    EXPECT_EQ(past->WriteUInt64(1), S_OK);
+    past->SetPosition(0xFFFFFFFC);
     EXPECT_EQ(past->WriteUInt64(1), E_BOUNDS) << "the position would wrap";
+    EXPECT_EQ(past->capacityForTesting(), 2048u) << "nothing was allocated for it";
 }
 
 TEST(MemoryStream, QueryInterfaceAndCounting)
