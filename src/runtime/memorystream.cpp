@@ -32,6 +32,25 @@ bool holdsNoReference(VARTYPE type)
     }
 }
 
+// Elements of all dimensions together: with none there is nothing to walk,
+// however many indices the outer dimensions would run through.
+ULONGLONG elementCount(SAFEARRAY *array)
+{
+    const UINT dimensions = array ? SafeArrayGetDim(array) : 0;
+    ULONGLONG count = dimensions ? 1 : 0;
+    for (UINT dimension = 0; dimension < dimensions; ++dimension)
+        count *= array->rgsabound[dimension].cElements;
+    return count;
+}
+
+// Element types a VARIANT may hold an array of; anything else could not be
+// cleared again.
+bool arrayElementType(VARTYPE type)
+{
+    return holdsNoReference(type) ? type != VT_EMPTY && type != VT_NULL
+                                  : type == VT_BSTR || type == VT_DISPATCH || type == VT_UNKNOWN || type == VT_VARIANT;
+}
+
 // Raw pointers are stored as they are: such a value means something only in
 // the same process while its target lives. A pointer that does not even look
 // like one is refused, so that a corrupted stream cannot plant it.
@@ -255,7 +274,7 @@ HRESULT MemoryStreamBase<Derived>::writeArray(SAFEARRAY *array)
         if (SUCCEEDED(hr = WriteInt32(lower)))
             hr = WriteInt32(upper);
     }
-    if (FAILED(hr) || dimensions == 0)
+    if (FAILED(hr) || elementCount(array) == 0)
         return hr;
     std::vector<LONG> indices(dimensions, 0);
     return walkElements(array, 1, indices.data(), true, 0);
@@ -285,6 +304,8 @@ HRESULT MemoryStreamBase<Derived>::readArray(VARTYPE type, SAFEARRAY **result, i
             elements = ULONGLONG(blockLeft()) + 1; // already too many; keep the product from overflowing
     }
     const VARTYPE elementType = type & 0xDFFF;
+    if (!arrayElementType(elementType))
+        return (elementType & VT_BYREF) ? E_OUTOFMEMORY : DISP_E_BADVARTYPE;
     // Every element takes at least this many bytes of the stream, so a count
     // larger than what is left cannot be genuine.
     const ULONGLONG leastBytes = elementType == VT_VARIANT ? 2 : elementType == VT_BSTR ? 4 : 1;
@@ -294,6 +315,8 @@ HRESULT MemoryStreamBase<Derived>::readArray(VARTYPE type, SAFEARRAY **result, i
     if (!array)
         return E_OUTOFMEMORY;
     *result = array;
+    if (elements == 0)
+        return S_OK;
     std::vector<LONG> indices(dimensions, 0);
     return walkElements(array, 1, indices.data(), false, depth);
 }

@@ -306,6 +306,7 @@ TEST(MemoryStream, HostileBytesFailCleanly)
         { "planted interface", le16(VT_UNKNOWN) + le16(VT_UNKNOWN) + std::vector<BYTE>(6, 0) + le32(0xDEAD0) + le32(0x7F), DISP_E_BADVARTYPE },
         { "array of by-reference", le16(VT_ARRAY | VT_BYREF | VT_I4) + le32(1) + le32(0) + le32(0), E_OUTOFMEMORY },
         { "no dimensions", le16(VT_ARRAY | VT_I4) + le32(0), E_OUTOFMEMORY },
+        { "array of a type no VARIANT holds", le16(VT_ARRAY | VT_INT_PTR) + le32(1) + le32(0) + le32(0), DISP_E_BADVARTYPE },
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.name);
