@@ -1,0 +1,27 @@
+// The item widgets: a list, a tree and a table that own their items, with
+// the duplicates, blanks and gaps that real data has.
+#pragma once
+
+#include <QWidget>
+
+class QListWidget;
+class QTableWidget;
+class QTreeWidget;
+
+class ListsPage : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit ListsPage(QWidget *parent = nullptr);
+
+signals:
+    void activity(const QString &text);
+
+private:
+    QListWidget *createList();
+    QTreeWidget *createTree();
+    QTableWidget *createTable();
+
+    QListWidget *m_list = nullptr;
+};
