@@ -86,6 +86,13 @@ Agent::~Agent()
 
 void Agent::serve()
 {
+    serveRequests();
+    // The other side learns at once that nobody listens any more.
+    channel->shutdown();
+}
+
+void Agent::serveRequests()
+{
     for (;;) {
         std::string line;
         const protocol::Channel::Status received = channel->receive(&line, protocol::Deadline::never());

@@ -39,6 +39,7 @@ private:
 
     // Serving thread: reads requests until the connection ends.
     void serve();
+    void serveRequests();
 
     std::unique_ptr<GuiExecutor> executor;
     std::unique_ptr<ModuleView> module;

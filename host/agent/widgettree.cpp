@@ -24,16 +24,6 @@ QString addressText(const void *address)
     return QStringLiteral("0x") + QString::number(quintptr(address), 16);
 }
 
-QJsonValue valueOr(HRESULT hr, int value)
-{
-    return SUCCEEDED(hr) ? QJsonValue(value) : QJsonValue();
-}
-
-QJsonValue valueOr(HRESULT hr, VARIANT_BOOL value)
-{
-    return SUCCEEDED(hr) ? QJsonValue(value != VARIANT_FALSE) : QJsonValue();
-}
-
 QJsonValue textOr(HRESULT hr, const host::Bstr &text)
 {
     return SUCCEEDED(hr) ? QJsonValue(toQString(text)) : QJsonValue();
@@ -111,8 +101,10 @@ QJsonObject WidgetTree::describeWindow(const NativeWindow &window, const std::ve
         // object can say about itself.
         QObject *object = window.window;
         host::Bstr className, objectName;
-        node.insert(QStringLiteral("className"), textOr(objects->GetClassName(object, className.out()), className));
-        node.insert(QStringLiteral("objectName"), textOr(objects->GetObjectName(object, objectName.out()), objectName));
+        const HRESULT classResult = objects->GetClassName(object, className.out());
+        const HRESULT nameResult = objects->GetObjectName(object, objectName.out());
+        node.insert(QStringLiteral("className"), textOr(classResult, className));
+        node.insert(QStringLiteral("objectName"), textOr(nameResult, objectName));
         node.insert(QStringLiteral("widget"), false);
         node.insert(QStringLiteral("visible"), window.visible);
         node.insert(QStringLiteral("native"), true);
@@ -172,24 +164,40 @@ std::vector<QWidget *> WidgetTree::alienChildren(QWidget *widget)
 
 QJsonObject WidgetTree::describeWidget(QWidget *widget)
 {
-    host::Bstr className, objectName, text;
-    int index = 0, x = 0, y = 0, width = 0, height = 0, screenX = 0, screenY = 0;
-    VARIANT_BOOL visible = VARIANT_FALSE, enabled = VARIANT_FALSE;
-    NativeWindowId own = 0;
-
     QJsonObject node;
-    node.insert(QStringLiteral("className"), textOr(objects->GetClassName(widget, className.out()), className));
-    node.insert(QStringLiteral("objectName"), textOr(objects->GetObjectName(widget, objectName.out()), objectName));
-    node.insert(QStringLiteral("qtIndex"), valueOr(widgets->GetWidgetIndex(widget, &index), index));
-    node.insert(QStringLiteral("qtText"), textOr(widgets->GetWidgetText(widget, text.out()), text));
-    node.insert(QStringLiteral("x"), valueOr(widgets->GetX(widget, &x), x));
-    node.insert(QStringLiteral("y"), valueOr(widgets->GetY(widget, &y), y));
-    node.insert(QStringLiteral("width"), valueOr(widgets->GetWidth(widget, &width), width));
-    node.insert(QStringLiteral("height"), valueOr(widgets->GetHeight(widget, &height), height));
-    node.insert(QStringLiteral("screenX"), valueOr(widgets->GetScreenX(widget, &screenX), screenX));
-    node.insert(QStringLiteral("screenY"), valueOr(widgets->GetScreenY(widget, &screenY), screenY));
-    node.insert(QStringLiteral("visible"), valueOr(widgets->GetVisible(widget, &visible), visible));
-    node.insert(QStringLiteral("enabled"), valueOr(widgets->GetEnabled(widget, &enabled), enabled));
+    // Each value is read by its own statement: the call must be done before
+    // its out-parameter is looked at.
+    auto text = [&](const char *key, HRESULT (STDMETHODCALLTYPE IvrQtObjectsHelper::*get)(QObject *, BSTR *)) {
+        host::Bstr value;
+        const HRESULT hr = (objects->*get)(widget, value.out());
+        node.insert(QLatin1String(key), SUCCEEDED(hr) ? QJsonValue(toQString(value)) : QJsonValue());
+    };
+    auto number = [&](const char *key, HRESULT (STDMETHODCALLTYPE IvrQtWidgetsHelper::*get)(QWidget *, int *)) {
+        int value = 0;
+        const HRESULT hr = (widgets->*get)(widget, &value);
+        node.insert(QLatin1String(key), SUCCEEDED(hr) ? QJsonValue(value) : QJsonValue());
+    };
+    auto flag = [&](const char *key, HRESULT (STDMETHODCALLTYPE IvrQtWidgetsHelper::*get)(QWidget *, VARIANT_BOOL *)) {
+        VARIANT_BOOL value = VARIANT_FALSE;
+        const HRESULT hr = (widgets->*get)(widget, &value);
+        node.insert(QLatin1String(key), SUCCEEDED(hr) ? QJsonValue(value != VARIANT_FALSE) : QJsonValue());
+    };
+
+    text("className", &IvrQtObjectsHelper::GetClassName);
+    text("objectName", &IvrQtObjectsHelper::GetObjectName);
+    number("qtIndex", &IvrQtWidgetsHelper::GetWidgetIndex);
+    host::Bstr caption;
+    const HRESULT captionResult = widgets->GetWidgetText(widget, caption.out());
+    node.insert(QStringLiteral("qtText"), SUCCEEDED(captionResult) ? QJsonValue(toQString(caption)) : QJsonValue());
+    number("x", &IvrQtWidgetsHelper::GetX);
+    number("y", &IvrQtWidgetsHelper::GetY);
+    number("width", &IvrQtWidgetsHelper::GetWidth);
+    number("height", &IvrQtWidgetsHelper::GetHeight);
+    number("screenX", &IvrQtWidgetsHelper::GetScreenX);
+    number("screenY", &IvrQtWidgetsHelper::GetScreenY);
+    flag("visible", &IvrQtWidgetsHelper::GetVisible);
+    flag("enabled", &IvrQtWidgetsHelper::GetEnabled);
+    NativeWindowId own = 0;
     const bool native = SUCCEEDED(widgets->GetOwnWindowHandle(widget, &own)) && own != 0;
     node.insert(QStringLiteral("native"), native);
     if (native)

@@ -25,22 +25,22 @@ Interrupts::Interrupts()
 {
     const sigset_t set = watchedSignals();
     if (sigprocmask(SIG_BLOCK, &set, nullptr) == 0)
-        signals = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
+        signalDescriptor = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
 Interrupts::~Interrupts()
 {
     // The signals stay blocked: vrqt is ending, and a pending Ctrl-C must not
     // cut its cleanup short.
-    if (signals >= 0)
-        ::close(signals);
+    if (signalDescriptor >= 0)
+        ::close(signalDescriptor);
 }
 
 bool Interrupts::arrived() const
 {
-    if (signals < 0)
+    if (signalDescriptor < 0)
         return false;
-    pollfd entry{ signals, POLLIN, 0 };
+    pollfd entry{ signalDescriptor, POLLIN, 0 };
     return ::poll(&entry, 1, 0) > 0;
 }
 

@@ -14,12 +14,12 @@ public:
     ~Interrupts();
 
     // Readable once one of the signals has arrived; -1 if none could be made.
-    int descriptor() const { return signals; }
+    int descriptor() const { return signalDescriptor; }
     // True once a signal has arrived (it stays pending on the descriptor).
     bool arrived() const;
 
 private:
-    int signals = -1;
+    int signalDescriptor = -1;
 };
 
 } // namespace vrqt::cli

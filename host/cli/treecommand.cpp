@@ -116,14 +116,18 @@ private:
     // then ends it by force. The final exit code.
     int finish(int result)
     {
-        if (!program.pid() || program.pid() < 0)
+        if (program.pid() <= 0)
             return result;
+        bool asked = false;
         if (session.connected() && !program.finished()) {
             const CallResult quit = session.call(QStringLiteral("quit"), {}, protocol::Deadline::after(kQuitRequestLimit));
-            if (!quit.ok() && result == kSuccess)
+            asked = quit.ok();
+            if (!asked && result == kSuccess)
                 complain(quit.message);
         }
-        if (program.waitUntil(protocol::Deadline::after(kQuitGrace), { interrupts.descriptor() })) {
+        // A program that was not asked to quit gets no time to do so.
+        const protocol::Deadline grace = protocol::Deadline::after(asked ? kQuitGrace : milliseconds(0));
+        if (program.finished() || program.waitUntil(grace, { interrupts.descriptor() })) {
             if (program.status().clean() || result != kSuccess)
                 return interrupted(result);
             complain("the program " + program.status().describe() + " after it was asked to quit");

@@ -14,20 +14,21 @@ namespace {
 // 2^53: beyond it a JSON number no longer names one integer.
 constexpr double kLargestExactInteger = 9007199254740992.0;
 
-bool parseObject(const std::string &line, QJsonObject *object, QString *reason)
+// The error code for a line that is no JSON object, or nothing.
+const char *parseObject(const std::string &line, QJsonObject *object, QString *reason)
 {
     QJsonParseError parseError{};
     const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromRawData(line.data(), int(line.size())), &parseError);
     if (parseError.error != QJsonParseError::NoError) {
         *reason = parseError.errorString() + QStringLiteral(" at offset %1").arg(parseError.offset);
-        return false;
+        return error::kParse;
     }
     if (!document.isObject()) {
-        *reason = QStringLiteral("not a JSON object");
-        return false;
+        *reason = QStringLiteral("a message must be a JSON object");
+        return error::kInvalidRequest;
     }
     *object = document.object();
-    return true;
+    return nullptr;
 }
 
 std::string encodeLine(const QJsonObject &object)
@@ -55,8 +56,8 @@ bool parseRequest(const std::string &line, Request *request, Error *error)
     *request = Request{};
     QJsonObject object;
     QString reason;
-    if (!parseObject(line, &object, &reason)) {
-        *error = { QLatin1String(error::kParse), reason };
+    if (const char *code = parseObject(line, &object, &reason)) {
+        *error = { QLatin1String(code), reason };
         return false;
     }
     const QJsonValue id = object.value(QLatin1String("id"));
@@ -85,7 +86,7 @@ bool parseResponse(const std::string &line, Response *response, QString *reason)
 {
     *response = Response{};
     QJsonObject object;
-    if (!parseObject(line, &object, reason))
+    if (parseObject(line, &object, reason))
         return false;
     const QJsonValue ok = object.value(QLatin1String("ok"));
     if (!ok.isBool()) {

@@ -1,0 +1,26 @@
+#include "vrqtrun.h"
+
+#include <QProcess>
+
+namespace vrqt::testing {
+
+VrqtRun runVrqt(const QStringList &arguments, std::chrono::milliseconds limit, const QProcessEnvironment &environment)
+{
+    VrqtRun run;
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.start(QStringLiteral(VRQT_TEST_VRQT), arguments);
+    if (!process.waitForStarted(int(limit.count())))
+        return run;
+    run.finished = process.waitForFinished(int(limit.count()));
+    if (!run.finished) {
+        process.kill();
+        process.waitForFinished(-1);
+    }
+    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    run.out = process.readAllStandardOutput().toStdString();
+    run.err = process.readAllStandardError().toStdString();
+    return run;
+}
+
+} // namespace vrqt::testing
