@@ -14,6 +14,13 @@ constexpr std::chrono::milliseconds kCallLimit{ 30000 };
 
 } // namespace
 
+std::vector<std::string> programEnvironment()
+{
+    // Full stacks for allocations, so that the suppression finds Qt's plugin
+    // in them: the fast unwinder stops at Qt's frames.
+    return { "LSAN_OPTIONS=suppressions=" VRQT_TEST_LSAN_SUPPRESSIONS, "ASAN_OPTIONS=fast_unwind_on_malloc=0" };
+}
+
 std::string agentLibraryPath()
 {
     return VRQT_TEST_AGENT;
@@ -30,6 +37,8 @@ bool AgentHarness::start(const std::vector<std::string> &command, const std::vec
         return false;
     std::vector<std::string> changes{ "LD_PRELOAD=" + cli::preloadWithAgent(agentLibraryPath(), nullptr),
                                       std::string(protocol::kSocketVariable) + "=" + listener.socketPath() };
+    const std::vector<std::string> sanitizer = programEnvironment();
+    changes.insert(changes.end(), sanitizer.begin(), sanitizer.end());
     changes.insert(changes.end(), extra.begin(), extra.end());
     if (!child.start(command, cli::environmentWith(changes), error))
         return false;

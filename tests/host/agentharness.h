@@ -40,6 +40,10 @@ private:
     protocol::Channel::Status status = protocol::Channel::Status::Ok;
 };
 
+// For the programs a test starts: sanitizer settings that keep Qt's own
+// leak out of their exit status ("NAME=value" entries).
+std::vector<std::string> programEnvironment();
+
 // Paths of the build's pieces, handed in by CMake.
 std::string agentLibraryPath();
 std::string targetPath(const char *name);

@@ -2,13 +2,20 @@
 
 #include <QProcess>
 
+#include "agentharness.h"
+
 namespace vrqt::testing {
 
 VrqtRun runVrqt(const QStringList &arguments, std::chrono::milliseconds limit, const QProcessEnvironment &environment)
 {
     VrqtRun run;
     QProcess process;
-    process.setProcessEnvironment(environment);
+    QProcessEnvironment withSettings = environment;
+    for (const std::string &entry : programEnvironment()) {
+        const std::size_t equals = entry.find('=');
+        withSettings.insert(QString::fromStdString(entry.substr(0, equals)), QString::fromStdString(entry.substr(equals + 1)));
+    }
+    process.setProcessEnvironment(withSettings);
     process.start(QStringLiteral(VRQT_TEST_VRQT), arguments);
     if (!process.waitForStarted(int(limit.count())))
         return run;
