@@ -17,6 +17,7 @@ struct GuiExecutor::Task
     std::function<void()> work;
     // Guarded by Shared::lock.
     bool finished = false;
+    bool failed = false;
     bool abandoned = false;
 };
 
@@ -51,14 +52,16 @@ public:
         // may touch.
         if (QCoreApplication::closingDown())
             return;
+        bool failed = false;
         try {
             task->work();
         } catch (...) {
-            // Nothing may leave into Qt's event loop; the waiter sees Abandoned.
-            return;
+            // Nothing may leave into Qt's event loop.
+            failed = true;
         }
         std::lock_guard<std::mutex> locked(shared->lock);
         task->finished = true;
+        task->failed = failed;
         shared->changed.notify_all();
     }
 
@@ -95,7 +98,7 @@ GuiExecutor::Outcome GuiExecutor::run(std::function<void()> work, std::chrono::m
     std::unique_lock<std::mutex> locked(shared->lock);
     const bool settled = shared->changed.wait_for(locked, limit, [&] { return task->finished || task->abandoned || shared->closed; });
     if (task->finished)
-        return Outcome::Done;
+        return task->failed ? Outcome::Failed : Outcome::Done;
     if (!settled)
         return Outcome::TimedOut;
     return Outcome::Abandoned;

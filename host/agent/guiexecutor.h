@@ -18,15 +18,15 @@ class GuiExecutor : public QObject
 {
     Q_OBJECT
 public:
-    enum class Outcome { Done, TimedOut, Abandoned };
+    enum class Outcome { Done, Failed, TimedOut, Abandoned };
 
     // GUI thread: the executor lives there and runs work there.
     GuiExecutor();
     ~GuiExecutor() override;
 
     // Serving thread: runs work on the GUI thread and waits at most limit.
-    // After TimedOut the work may still run later; it must own what it
-    // touches (capture by value or shared pointer).
+    // Failed: the work threw. After TimedOut the work may still run later;
+    // it must own what it touches (capture by value or shared pointer).
     Outcome run(std::function<void()> work, std::chrono::milliseconds limit);
     // Serving thread: queues work for the GUI thread without waiting.
     void post(std::function<void()> work);

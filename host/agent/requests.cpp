@@ -82,6 +82,8 @@ Reply RequestHandlers::onGuiThread(std::function<Reply()> work)
     switch (outcome) {
     case GuiExecutor::Outcome::Done:
         return *slot;
+    case GuiExecutor::Outcome::Failed:
+        return Reply::failure(protocol::error::kInternal, QStringLiteral("the request failed unexpectedly on the GUI thread"));
     case GuiExecutor::Outcome::TimedOut:
         return Reply::failure(protocol::error::kBusy, QStringLiteral("the GUI thread did not take the request within %1 ms").arg(kGuiLimit.count()));
     case GuiExecutor::Outcome::Abandoned:
