@@ -1,0 +1,96 @@
+// Debug output goes to standard error only while a debugger is attached.
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/ptrace.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "platform/automation.h"
+#include "process_support.h"
+
+namespace {
+
+struct ChildResult {
+    bool traced = false;   // the child saw a debugger
+    std::string errorText; // what it wrote to standard error
+};
+
+// Runs OutputDebugString in a child whose standard error is a pipe,
+// optionally traced by this process (as a debugger would).
+bool runDebugOutputChild(bool traceIt, ChildResult &result)
+{
+    int errorPipe[2];
+    int reportPipe[2];
+    if (pipe(errorPipe) != 0 || pipe(reportPipe) != 0)
+        return false;
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(errorPipe[1], STDERR_FILENO);
+        close(errorPipe[0]);
+        close(reportPipe[0]);
+        char traced = 'n';
+        if (!traceIt || ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0)
+            traced = IsDebuggerPresent() ? 'y' : 'n';
+        else
+            traced = '?';
+        OutputDebugStringA("narrow ");
+        OutputDebugStringW(u"wide \u00e9");
+        if (write(reportPipe[1], &traced, 1) != 1)
+            _exit(2);
+        _exit(0);
+    }
+    close(errorPipe[1]);
+    close(reportPipe[1]);
+    const int status = waitForChild(child);
+    char traced = '?';
+    const bool reported = read(reportPipe[0], &traced, 1) == 1;
+    char buffer[256];
+    ssize_t got = 0;
+    while ((got = read(errorPipe[0], buffer, sizeof(buffer))) > 0)
+        result.errorText.append(buffer, size_t(got));
+    close(errorPipe[0]);
+    close(reportPipe[0]);
+    if (!reported || traced == '?' || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        return false;
+    result.traced = traced == 'y';
+    return true;
+}
+
+} // namespace
+
+TEST(DebugOutput, NothingIsWrittenWithoutADebugger)
+{
+    ScopedVariable noHook("VRQT_DEBUG_OUTPUT_FILE", nullptr);
+    ChildResult result;
+    ASSERT_TRUE(runDebugOutputChild(false, result));
+    EXPECT_FALSE(result.traced);
+    EXPECT_EQ(result.errorText, "");
+}
+
+TEST(DebugOutput, TextGoesToStandardErrorWhileTraced)
+{
+    ScopedVariable noHook("VRQT_DEBUG_OUTPUT_FILE", nullptr);
+    ChildResult result;
+    if (!runDebugOutputChild(true, result))
+        GTEST_SKIP() << "this system does not let a process trace its child";
+    EXPECT_TRUE(result.traced);
+    EXPECT_EQ(result.errorText, "narrow wide \xC3\xA9");
+}
+
+TEST(DebugOutput, HookFileReceivesTextWithoutADebugger)
+{
+    ScopedFolder folder;
+    const std::string file = folder.path() + "/debug-output";
+    ScopedVariable hook("VRQT_DEBUG_OUTPUT_FILE", file.c_str());
+    OutputDebugStringW(u"first \u20ac\n");
+    OutputDebugStringA("second\n");
+    OutputDebugStringA(nullptr);
+    OutputDebugStringW(nullptr);
+    std::ifstream stream(file);
+    const std::string text((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(text, "first \xE2\x82\xAC\nsecond\n");
+}

@@ -1,0 +1,267 @@
+// System message texts (FormatMessageW) and the local heap.
+#include <gtest/gtest.h>
+
+#include <cstdarg>
+#include <string>
+
+#include "platform/automation.h"
+
+namespace {
+
+constexpr DWORD fromSystem = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
+constexpr DWORD errorNotLocked = 158;
+constexpr DWORD errorNoWorkDone = 235;
+constexpr DWORD errorResourceLangNotFound = 1815;
+
+// The system's text for a code, or "<none: error>" when there is none.
+std::u16string systemText(DWORD code, DWORD flags = fromSystem, DWORD language = 0)
+{
+    char16_t buffer[512];
+    SetLastError(0xDEADBEEF);
+    const DWORD length = FormatMessageW(flags, nullptr, code, language, buffer, 512, nullptr);
+    if (length == 0)
+        return u"<none: " + std::u16string(1, char16_t(u'0' + GetLastError() % 10)) + u">";
+    EXPECT_EQ(std::u16string(buffer).size(), length);
+    return std::u16string(buffer, length);
+}
+
+DWORD formatString(DWORD flags, const char16_t *format, char16_t *out, DWORD size, ...)
+{
+    va_list arguments;
+    va_start(arguments, size);
+    const DWORD length = FormatMessageW(flags, format, 0, 0, out, size, &arguments);
+    va_end(arguments);
+    return length;
+}
+
+} // namespace
+
+TEST(Messages, TextsAreWindowsEnglishWithTheirLineEnd)
+{
+    struct Row {
+        const char *name;
+        DWORD code;
+        const char16_t *text;
+    } rows[] = {
+        { "S_FALSE reads as error 1", S_FALSE, u"Incorrect function.\r\n" },
+        { "E_FAIL", DWORD(E_FAIL), u"Unspecified error\r\n" },
+        { "E_INVALIDARG", DWORD(E_INVALIDARG), u"The parameter is incorrect.\r\n" },
+        { "E_OUTOFMEMORY", DWORD(E_OUTOFMEMORY), u"Not enough memory resources are available to complete this operation.\r\n" },
+        { "DISP_E_TYPEMISMATCH", DWORD(DISP_E_TYPEMISMATCH), u"Type mismatch.\r\n" },
+        { "CLASS_E_NOAGGREGATION", DWORD(CLASS_E_NOAGGREGATION),
+          u"Class does not support aggregation (or class object is remote)\r\n" },
+        { "HRESULT of ERROR_FILE_NOT_FOUND", DWORD(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND)),
+          u"The system cannot find the file specified.\r\n" },
+        { "ERROR_MR_MID_NOT_FOUND keeps its inserts", ERROR_MR_MID_NOT_FOUND,
+          u"The system cannot find message text for message number 0x%1 in the message file for %2.\r\n" },
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(systemText(row.code), row.text);
+    }
+}
+
+// Every code the platform produces or receives has a text, in both forms
+// for Win32 errors.
+TEST(Messages, EveryKnownCodeHasAText)
+{
+    const HRESULT hresults[] = {
+        E_UNEXPECTED, E_NOTIMPL, E_NOINTERFACE, E_POINTER, E_ABORT, E_FAIL, E_ACCESSDENIED, E_HANDLE,
+        E_OUTOFMEMORY, E_INVALIDARG, CLASS_E_NOAGGREGATION, CLASS_E_CLASSNOTAVAILABLE, REGDB_E_CLASSNOTREG,
+        CO_E_NOTINITIALIZED, CO_E_OBJNOTCONNECTED, CO_E_CLASSSTRING, RPC_E_CHANGED_MODE, RPC_E_WRONG_THREAD,
+        RPC_S_CALLPENDING, RPC_E_DISCONNECTED, DISP_E_UNKNOWNINTERFACE, DISP_E_MEMBERNOTFOUND,
+        DISP_E_PARAMNOTFOUND, DISP_E_TYPEMISMATCH, DISP_E_UNKNOWNNAME, DISP_E_NONAMEDARGS, DISP_E_BADVARTYPE,
+        DISP_E_EXCEPTION, DISP_E_OVERFLOW, DISP_E_BADINDEX, DISP_E_UNKNOWNLCID, DISP_E_ARRAYISLOCKED,
+        DISP_E_BADPARAMCOUNT, DISP_E_PARAMNOTOPTIONAL, DISP_E_BADCALLEE, DISP_E_NOTACOLLECTION,
+        DISP_E_DIVBYZERO, DISP_E_BUFFERTOOSMALL, TYPE_E_BUFFERTOOSMALL, TYPE_E_FIELDNOTFOUND,
+        TYPE_E_INVDATAREAD, TYPE_E_UNSUPFORMAT, TYPE_E_REGISTRYACCESS, TYPE_E_LIBNOTREGISTERED,
+        TYPE_E_UNDEFINEDTYPE, TYPE_E_QUALIFIEDNAMEDISALLOWED, TYPE_E_INVALIDSTATE, TYPE_E_WRONGTYPEKIND,
+        TYPE_E_ELEMENTNOTFOUND, TYPE_E_AMBIGUOUSNAME, TYPE_E_NAMECONFLICT, TYPE_E_UNKNOWNLCID,
+        TYPE_E_DLLFUNCTIONNOTFOUND, TYPE_E_BADMODULEKIND, TYPE_E_SIZETOOBIG, TYPE_E_DUPLICATEID,
+        TYPE_E_INVALIDID, TYPE_E_TYPEMISMATCH, TYPE_E_OUTOFBOUNDS, TYPE_E_IOERROR, TYPE_E_CANTCREATETMPFILE,
+        TYPE_E_CANTLOADLIBRARY, TYPE_E_INCONSISTENTPROPFUNCS, TYPE_E_CIRCULARTYPE,
+    };
+    const DWORD win32Errors[] = {
+        ERROR_SUCCESS, ERROR_INVALID_FUNCTION, ERROR_FILE_NOT_FOUND, ERROR_PATH_NOT_FOUND, ERROR_ACCESS_DENIED,
+        ERROR_INVALID_HANDLE, ERROR_NOT_ENOUGH_MEMORY, ERROR_BAD_FORMAT, ERROR_INVALID_DATA, ERROR_OUTOFMEMORY,
+        ERROR_NOT_SUPPORTED, ERROR_FILE_EXISTS, ERROR_INVALID_PARAMETER, ERROR_INSUFFICIENT_BUFFER,
+        ERROR_INVALID_NAME, ERROR_MOD_NOT_FOUND, ERROR_PROC_NOT_FOUND, ERROR_ALREADY_EXISTS,
+        ERROR_ENVVAR_NOT_FOUND, ERROR_MORE_DATA, ERROR_NO_MORE_ITEMS, ERROR_TIMEOUT, ERROR_MR_MID_NOT_FOUND,
+        ERROR_NOACCESS, ERROR_DLL_INIT_FAILED, 111, 158, 235, 1815,
+    };
+    auto checkHasText = [](DWORD code) {
+        SCOPED_TRACE(testing::Message() << std::hex << code);
+        const std::u16string text = systemText(code);
+        ASSERT_GE(text.size(), 3u);
+        EXPECT_NE(text[0], u'<');
+        EXPECT_EQ(text.substr(text.size() - 2), u"\r\n");
+    };
+    for (const HRESULT code : hresults)
+        checkHasText(DWORD(code));
+    for (const DWORD code : win32Errors) {
+        checkHasText(code);
+        if (code != ERROR_SUCCESS) {
+            EXPECT_EQ(systemText(DWORD(HRESULT_FROM_WIN32(code))), systemText(code));
+        }
+    }
+}
+
+TEST(Messages, UnknownCodesAndLanguagesFindNothing)
+{
+    char16_t buffer[64] = {};
+    SetLastError(0);
+    EXPECT_EQ(FormatMessageW(fromSystem, nullptr, 0x80041234, 0, buffer, 64, nullptr), 0u);
+    EXPECT_EQ(GetLastError(), DWORD(ERROR_MR_MID_NOT_FOUND));
+    EXPECT_EQ(FormatMessageW(fromSystem, nullptr, 0x80070000 | 4999, 0, buffer, 64, nullptr), 0u);
+    EXPECT_EQ(GetLastError(), DWORD(ERROR_MR_MID_NOT_FOUND));
+    EXPECT_EQ(systemText(DWORD(E_FAIL), fromSystem, MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US)), u"Unspecified error\r\n");
+    EXPECT_EQ(FormatMessageW(fromSystem, nullptr, DWORD(E_FAIL), MAKELANGID(0x07, 0x01), buffer, 64, nullptr), 0u);
+    EXPECT_EQ(GetLastError(), errorResourceLangNotFound);
+}
+
+TEST(Messages, BufferMustHoldTextAndNul)
+{
+    const std::u16string text = u"Unspecified error\r\n";
+    char16_t buffer[32];
+    const DWORD exact = DWORD(text.size() + 1);
+    EXPECT_EQ(FormatMessageW(fromSystem, nullptr, DWORD(E_FAIL), 0, buffer, exact, nullptr), text.size());
+    EXPECT_EQ(std::u16string(buffer), text);
+    SetLastError(0);
+    EXPECT_EQ(FormatMessageW(fromSystem, nullptr, DWORD(E_FAIL), 0, buffer, exact - 1, nullptr), 0u);
+    EXPECT_EQ(GetLastError(), DWORD(ERROR_INSUFFICIENT_BUFFER));
+    EXPECT_EQ(FormatMessageW(fromSystem, nullptr, DWORD(E_FAIL), 0, nullptr, 32, nullptr), 0u);
+    EXPECT_EQ(GetLastError(), DWORD(ERROR_INVALID_PARAMETER));
+}
+
+TEST(Messages, AllocatedBufferIsALocalBlock)
+{
+    LPWSTR text = nullptr;
+    const DWORD length = FormatMessageW(fromSystem | FORMAT_MESSAGE_ALLOCATE_BUFFER, nullptr,
+                                        DWORD(DISP_E_TYPEMISMATCH), 0, reinterpret_cast<LPWSTR>(&text), 0, nullptr);
+    ASSERT_EQ(length, 16u);
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(std::u16string(text), u"Type mismatch.\r\n");
+    EXPECT_EQ(LocalLock(text), text);
+    EXPECT_EQ(LocalFree(text), nullptr);
+}
+
+TEST(Messages, InsertsNeedArgumentsUnlessIgnored)
+{
+    char16_t buffer[256];
+    SetLastError(0);
+    EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM, nullptr, ERROR_MR_MID_NOT_FOUND, 0, buffer, 256, nullptr), 0u);
+    EXPECT_EQ(GetLastError(), DWORD(ERROR_INVALID_PARAMETER));
+    const ULONG_PTR arguments[] = { reinterpret_cast<ULONG_PTR>(u"1F"), reinterpret_cast<ULONG_PTR>(u"System") };
+    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_ARGUMENT_ARRAY, nullptr,
+                                        ERROR_MR_MID_NOT_FOUND, 0, buffer, 256,
+                                        reinterpret_cast<va_list *>(const_cast<ULONG_PTR *>(arguments)));
+    EXPECT_EQ(std::u16string(buffer, length),
+              u"The system cannot find message text for message number 0x1F in the message file for System.\r\n");
+}
+
+TEST(Messages, FullLineWidthTurnsLineBreaksIntoSpaces)
+{
+    EXPECT_EQ(systemText(DWORD(E_FAIL), fromSystem | 0xFF), u"Unspecified error ");
+}
+
+// Format strings with the results Windows gives (pinned by its own test suite).
+TEST(Messages, FormatStringsExpandAsOnWindows)
+{
+    struct Row {
+        const char *name;
+        DWORD flags;
+        const char16_t *format;
+        const char16_t *expected;
+    } rows[] = {
+        { "plain", 0, u"test", u"test" },
+        { "%0 ends the text", 0, u"test%0test", u"test" },
+        { "escapes stand for their character", 0, u" %%%% %.%! % ", u" %% .!  " },
+        { "%n %r %t", 0, u"%n%r%t", u"\r\n\r\t" },
+        { "lone LF becomes CRLF", 0, u"hi\n", u"hi\r\n" },
+        { "lone CR becomes CRLF", 0, u"\r\r\n", u"\r\n\r\n" },
+        { "ignored inserts pass through", FORMAT_MESSAGE_IGNORE_INSERTS, u"test%1%2!*.*s!%99", u"test%1%2!*.*s!%99" },
+        { "ignoring keeps escapes", FORMAT_MESSAGE_IGNORE_INSERTS, u"%%% %.%!", u"%%% %.%!" },
+        { "ignoring still expands %n", FORMAT_MESSAGE_IGNORE_INSERTS, u"%n%r%t", u"\r\n\r\t" },
+        { "full width flattens lines", 0xFF, u"hi\r\n", u"hi " },
+        { "full width keeps %n", 0xFF, u"a%nb\r", u"a\r\nb " },
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        char16_t out[64] = {};
+        const DWORD length = formatString(FORMAT_MESSAGE_FROM_STRING | row.flags, row.format, out, 64);
+        EXPECT_EQ(std::u16string(out), row.expected);
+        EXPECT_EQ(length, std::u16string(row.expected).size());
+    }
+}
+
+TEST(Messages, InsertFormatsFollowPrintf)
+{
+    char16_t out[64];
+    const DWORD flags = FORMAT_MESSAGE_FROM_STRING;
+    EXPECT_EQ(formatString(flags, u"%1%3%2%1", out, 64, u"t", u"s", u"e"), 4u);
+    EXPECT_EQ(std::u16string(out), u"test");
+    formatString(flags, u"%1!4d!|%2!-4X!|%3!4.2u!", out, 64, 1, 0x1ab, 3);
+    EXPECT_EQ(std::u16string(out), u"   1|1AB |  03");
+    formatString(flags, u"%1!S!+%2!ls!+%3!c!", out, 64, "na\xC3\xAFve", u"wide", int(u'\u00e9'));
+    EXPECT_EQ(std::u16string(out), u"na\u00efve+wide+\u00e9");
+    formatString(flags, u"%1!3s!|%2", out, 64, u"t", static_cast<const char16_t *>(nullptr));
+    EXPECT_EQ(std::u16string(out), u"  t|(null)");
+    formatString(flags, u"%1!d!|%2!I64d!", out, 64, -5, -5LL);
+    EXPECT_EQ(std::u16string(out), u"-5|-5");
+}
+
+TEST(Messages, BadFormatStringsAreRefused)
+{
+    struct Row {
+        const char *name;
+        const char16_t *format;
+        DWORD error;
+    } rows[] = {
+        { "lone percent", u"test%", ERROR_INVALID_PARAMETER },
+        { "insert without arguments", u"%1", ERROR_INVALID_PARAMETER },
+        { "unclosed insert format", u"%1!d", ERROR_INVALID_PARAMETER },
+        { "empty result", u"%0test", errorNoWorkDone },
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        char16_t out[16] = u"xxxxxx";
+        SetLastError(0);
+        EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_STRING, row.format, 0, 0, out, 16, nullptr), 0u);
+        EXPECT_EQ(GetLastError(), row.error);
+    }
+    char16_t sentinel[] = u"x";
+    LPWSTR allocated = sentinel; // an empty result allocates nothing
+    EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ALLOCATE_BUFFER, u"%0", 0, 0,
+                             reinterpret_cast<LPWSTR>(&allocated), 0, nullptr), 0u);
+    EXPECT_EQ(allocated, nullptr);
+    char16_t out[16];
+    SetLastError(0);
+    EXPECT_EQ(FormatMessageW(FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_FROM_SYSTEM, u"x", 0, 0, out, 16, nullptr), 0u);
+    EXPECT_EQ(GetLastError(), DWORD(ERROR_INVALID_PARAMETER));
+}
+
+TEST(Messages, LocalHeapZeroesChecksHandlesAndHasNoLocks)
+{
+    auto *block = static_cast<unsigned char *>(LocalAlloc(LPTR, 64));
+    ASSERT_NE(block, nullptr);
+    for (int i = 0; i < 64; ++i)
+        ASSERT_EQ(block[i], 0) << i;
+    SetLastError(0);
+    EXPECT_FALSE(LocalUnlock(block));
+    EXPECT_EQ(GetLastError(), errorNotLocked);
+    EXPECT_EQ(LocalFree(block), nullptr);
+
+    int notABlock = 0;
+    SetLastError(0);
+    EXPECT_EQ(LocalFree(&notABlock), &notABlock);
+    EXPECT_EQ(GetLastError(), DWORD(ERROR_INVALID_HANDLE));
+    EXPECT_EQ(LocalLock(&notABlock), nullptr);
+    EXPECT_EQ(LocalFree(nullptr), nullptr);
+
+    SetLastError(0);
+    EXPECT_EQ(LocalAlloc(0x8000, 8), nullptr);
+    EXPECT_EQ(GetLastError(), DWORD(ERROR_INVALID_PARAMETER));
+    void *empty = LocalAlloc(LMEM_FIXED, 0);
+    EXPECT_NE(empty, nullptr);
+    EXPECT_EQ(LocalFree(empty), nullptr);
+}

@@ -1,0 +1,360 @@
+// Text and numbers: what VariantChangeType accepts as a number (blanks,
+// signs, parentheses, thousands separators, "$", exponents, &H and &O), the
+// boolean words, and the digits Windows writes for every numeric type.
+#include <cfloat>
+#include <cmath>
+#include <cstdint>
+
+#include "varconv_cases.h"
+
+using namespace conversion_cases;
+
+namespace {
+
+TEST(VarConvText, NumbersAcceptedFromText)
+{
+    const Case rows[] = {
+        { "blanks around", v::Str(u" \t12 \n"), VT_I4, S_OK, v::I4(12) },
+        { "leading plus", v::Str(u"+5"), VT_I4, S_OK, v::I4(5) },
+        { "trailing plus", v::Str(u"5+"), VT_I4, S_OK, v::I4(5) },
+        { "leading minus", v::Str(u"-5"), VT_I4, S_OK, v::I4(-5) },
+        { "trailing minus", v::Str(u"5-"), VT_I4, S_OK, v::I4(-5) },
+        { "minus after blanks", v::Str(u"  - 5"), VT_I4, S_OK, v::I4(-5) },
+        { "parentheses", v::Str(u"(5)"), VT_I4, S_OK, v::I4(-5) },
+        { "open parenthesis", v::Str(u"(5"), VT_I4, DISP_E_TYPEMISMATCH, {} },
+        { "thousands", v::Str(u"1,234"), VT_I4, S_OK, v::I4(1234) },
+        { "thousands anywhere", v::Str(u"1,,23,4,"), VT_I4, S_OK, v::I4(1234) },
+        { "leading separator", v::Str(u",1"), VT_I4, DISP_E_TYPEMISMATCH, {} },
+        { "decimals", v::Str(u"1,234,567.89"), VT_R8, S_OK, v::R8(1234567.89) },
+        { "currency sign", v::Str(u"$1,234.50"), VT_R8, S_OK, v::R8(1234.5) },
+        { "currency sign after", v::Str(u"12$"), VT_I4, S_OK, v::I4(12) },
+        { "blank after currency sign", v::Str(u"$ 12"), VT_I2, S_OK, v::I2(12) },
+        { "negative currency", v::Str(u"($1.50)"), VT_R8, S_OK, v::R8(-1.5) },
+        { "exponent", v::Str(u"1e3"), VT_I4, S_OK, v::I4(1000) },
+        { "signed exponent", v::Str(u"1.5E+2"), VT_I4, S_OK, v::I4(150) },
+        { "negative exponent", v::Str(u"25e-1"), VT_I4, S_OK, v::I4(2) },
+        { "exponent without digits", v::Str(u"1e"), VT_I4, DISP_E_TYPEMISMATCH, {} },
+        { "exponent alone", v::Str(u"e1"), VT_I4, DISP_E_TYPEMISMATCH, {} },
+        { "point first", v::Str(u".5"), VT_R8, S_OK, v::R8(0.5) },
+        { "point last", v::Str(u"5."), VT_I4, S_OK, v::I4(5) },
+        { "minus point", v::Str(u"-.25"), VT_R8, S_OK, v::R8(-0.25) },
+        { "hex", v::Str(u"&H1F"), VT_I4, S_OK, v::I4(31) },
+        { "hex lower case", v::Str(u"&hff"), VT_I4, S_OK, v::I4(255) },
+        { "hex as bits in I2", v::Str(u"&HFFFF"), VT_I2, S_OK, v::I2(-1) },
+        { "hex as value in I4", v::Str(u"&HFFFF"), VT_I4, S_OK, v::I4(65535) },
+        { "hex high bit in I2", v::Str(u"&H8000"), VT_I2, S_OK, v::I2(-32768) },
+        { "hex too wide for I2", v::Str(u"&H10000"), VT_I2, DISP_E_OVERFLOW, {} },
+        { "hex in I1", v::Str(u"&HFF"), VT_I1, S_OK, v::I1(-1) },
+        { "hex in UI1", v::Str(u"&HFF"), VT_UI1, S_OK, v::UI1(255) },
+        { "hex in R8", v::Str(u"&HFF"), VT_R8, S_OK, v::R8(255.0) },
+        { "hex in DECIMAL", v::Str(u"&H100"), VT_DECIMAL, S_OK, v::Dec(0, false, 0, 256) },
+        { "hex in I8", v::Str(u"&HFFFFFFFFFFFFFFFF"), VT_I8, S_OK, v::I8(-1) },
+        { "hex beyond 64 bits", v::Str(u"&H1FFFFFFFFFFFFFFFF"), VT_I8, DISP_E_OVERFLOW, {} },
+        { "octal", v::Str(u"&O17"), VT_I4, S_OK, v::I4(15) },
+        { "octal lower case", v::Str(u"&o777"), VT_I4, S_OK, v::I4(511) },
+        { "octal with 8", v::Str(u"&O18"), VT_I4, DISP_E_TYPEMISMATCH, {} },
+        { "prefix without digits", v::Str(u"&H"), VT_I4, DISP_E_TYPEMISMATCH, {} },
+        { "C hex", v::Str(u"0x1F"), VT_I4, DISP_E_TYPEMISMATCH, {} },
+        { "leading zeros", v::Str(u"0100"), VT_I4, S_OK, v::I4(100) },
+        { "word", v::Str(u"abc"), VT_I4, DISP_E_TYPEMISMATCH, {} },
+        { "trailing word", v::Str(u"12abc"), VT_I4, DISP_E_TYPEMISMATCH, {} },
+        { "empty", v::Str(u""), VT_I4, DISP_E_TYPEMISMATCH, {} },
+        { "blank", v::Str(u" "), VT_R8, DISP_E_TYPEMISMATCH, {} },
+        { "null BSTR", v::Str(nullptr), VT_I4, DISP_E_TYPEMISMATCH, {} },
+        { "two numbers", v::Str(u"1 2"), VT_I4, DISP_E_TYPEMISMATCH, {} },
+        { "two points", v::Str(u"1.2.3"), VT_R8, DISP_E_TYPEMISMATCH, {} },
+        { "two minus signs", v::Str(u"--5"), VT_I4, DISP_E_TYPEMISMATCH, {} },
+        { "rounding from text", v::Str(u"2.5"), VT_I4, S_OK, v::I4(2) },
+        { "rounding negative from text", v::Str(u"-1.5"), VT_I1, S_OK, v::I1(-2) },
+        { "half rounds to zero for unsigned", v::Str(u"-0.5"), VT_UI4, S_OK, v::UI4(0) },
+        { "beyond half overflows unsigned", v::Str(u"-0.6"), VT_UI4, DISP_E_OVERFLOW, {} },
+        { "R8 overflow", v::Str(u"1e400"), VT_R8, DISP_E_OVERFLOW, {} },
+        { "R8 underflow is zero", v::Str(u"1e-94938484"), VT_R8, S_OK, v::R8(0.0) },
+        { "R4 beyond float", v::Str(u"3.5e38"), VT_R4, DISP_E_OVERFLOW, {} },
+        { "R4 below normal floats", v::Str(u"1e-40"), VT_R4, DISP_E_OVERFLOW, {} },
+        { "R4 largest", v::Str(u"3.4028234e38"), VT_R4, S_OK, v::R4(3.4028234e38f) },
+        { "R8 correctly rounded", v::Str(u"0.1"), VT_R8, S_OK, v::R8(0.1) },
+        { "R8 many digits", v::Str(u"3.14159265358979323846"), VT_R8, S_OK, v::R8(3.14159265358979323846) },
+        { "R4 from text", v::Str(u"-0.6"), VT_R4, S_OK, v::R4(-0.6f) },
+        { "ideographic blank", v::Str(u"\u30007"), VT_I4, S_OK, v::I4(7) },
+    };
+    runCases(rows);
+}
+
+TEST(VarConvText, BooleansFromText)
+{
+    const Case rows[] = {
+        { "True", v::Str(u"True"), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
+        { "true", v::Str(u"true"), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
+        { "FALSE", v::Str(u"FALSE"), VT_BOOL, S_OK, v::Bool(VARIANT_FALSE) },
+        { "#TRUE#", v::Str(u"#TRUE#"), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
+        { "#FALSE#", v::Str(u"#FALSE#"), VT_BOOL, S_OK, v::Bool(VARIANT_FALSE) },
+        { "#True# is case-sensitive", v::Str(u"#True#"), VT_BOOL, DISP_E_TYPEMISMATCH, {} },
+        { "True under LOCALBOOL", v::Str(u"True"), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE), VARIANT_LOCALBOOL },
+        { "False under ALPHABOOL", v::Str(u"False"), VT_BOOL, S_OK, v::Bool(VARIANT_FALSE), VARIANT_ALPHABOOL },
+        { "number 1", v::Str(u"1"), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
+        { "number -1", v::Str(u"-1"), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
+        { "number +1", v::Str(u"+1"), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
+        { "number 0", v::Str(u"0"), VT_BOOL, S_OK, v::Bool(VARIANT_FALSE) },
+        { "number 0.0", v::Str(u"0.0"), VT_BOOL, S_OK, v::Bool(VARIANT_FALSE) },
+        { "number 0.1", v::Str(u"0.1"), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
+        { "hex 0", v::Str(u"&H0"), VT_BOOL, S_OK, v::Bool(VARIANT_FALSE) },
+        { "blanks around a number", v::Str(u" 1 "), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
+        { "blanks around a word", v::Str(u" True"), VT_BOOL, DISP_E_TYPEMISMATCH, {} },
+        { "Yes", v::Str(u"Yes"), VT_BOOL, DISP_E_TYPEMISMATCH, {} },
+        { "On", v::Str(u"On"), VT_BOOL, DISP_E_TYPEMISMATCH, {} },
+        { "empty", v::Str(u""), VT_BOOL, DISP_E_TYPEMISMATCH, {} },
+        { "null BSTR", v::Str(nullptr), VT_BOOL, DISP_E_TYPEMISMATCH, {} },
+    };
+    runCases(rows);
+}
+
+TEST(VarConvText, IntegersAndBooleansAsText)
+{
+    const Case rows[] = {
+        { "I1 min", v::I1(-128), VT_BSTR, S_OK, v::Str(u"-128") },
+        { "UI1 max", v::UI1(255), VT_BSTR, S_OK, v::Str(u"255") },
+        { "I4 min", v::I4(INT32_MIN), VT_BSTR, S_OK, v::Str(u"-2147483648") },
+        { "I8 min", v::I8(INT64_MIN), VT_BSTR, S_OK, v::Str(u"-9223372036854775808") },
+        { "UI8 max", v::UI8(UINT64_MAX), VT_BSTR, S_OK, v::Str(u"18446744073709551615") },
+        { "INT -1", v::Int(-1), VT_BSTR, S_OK, v::Str(u"-1") },
+        { "UINT max", v::UInt(UINT32_MAX), VT_BSTR, S_OK, v::Str(u"4294967295") },
+        { "EMPTY", v::Empty(), VT_BSTR, S_OK, v::Str(u"") },
+        { "true", v::Bool(VARIANT_TRUE), VT_BSTR, S_OK, v::Str(u"-1") },
+        { "false", v::Bool(VARIANT_FALSE), VT_BSTR, S_OK, v::Str(u"0") },
+        { "bool 1", v::Bool(1), VT_BSTR, S_OK, v::Str(u"1") },
+        { "true ALPHABOOL", v::Bool(VARIANT_TRUE), VT_BSTR, S_OK, v::Str(u"True"), VARIANT_ALPHABOOL },
+        { "false ALPHABOOL", v::Bool(VARIANT_FALSE), VT_BSTR, S_OK, v::Str(u"False"), VARIANT_ALPHABOOL },
+        { "bool 1 ALPHABOOL", v::Bool(1), VT_BSTR, S_OK, v::Str(u"True"), VARIANT_ALPHABOOL },
+        { "true LOCALBOOL", v::Bool(VARIANT_TRUE), VT_BSTR, S_OK, v::Str(u"True"), VARIANT_LOCALBOOL },
+        { "false both flags", v::Bool(VARIANT_FALSE), VT_BSTR, S_OK, v::Str(u"False"),
+          VARIANT_ALPHABOOL | VARIANT_LOCALBOOL },
+        { "I4 with NLS", v::I4(1234567), VT_BSTR, S_OK, v::Str(u"1,234,567.00"), VARIANT_USE_NLS },
+        { "true with NLS", v::Bool(VARIANT_TRUE), VT_BSTR, S_OK, v::Str(u"-1.00"), VARIANT_USE_NLS },
+    };
+    runCases(rows);
+}
+
+TEST(VarConvText, RealsAsText)
+{
+    const Case rows[] = {
+        { "R8 0.56789", v::R8(0.56789), VT_BSTR, S_OK, v::Str(u"0.56789") },
+        { "R8 5.6789e-5", v::R8(5.6789e-5), VT_BSTR, S_OK, v::Str(u"0.000056789") },
+        { "R8 5.6789e-11", v::R8(5.6789e-11), VT_BSTR, S_OK, v::Str(u"0.000000000056789") },
+        { "R8 5.6789e-12", v::R8(5.6789e-12), VT_BSTR, S_OK, v::Str(u"5.6789E-12") },
+        { "R8 5.6789e-16", v::R8(5.6789e-16), VT_BSTR, S_OK, v::Str(u"5.6789E-16") },
+        { "R8 1e-7", v::R8(1e-7), VT_BSTR, S_OK, v::Str(u"0.0000001") },
+        { "R8 1e8", v::R8(1e8), VT_BSTR, S_OK, v::Str(u"100000000") },
+        { "R8 1e14", v::R8(1e14), VT_BSTR, S_OK, v::Str(u"100000000000000") },
+        { "R8 999999999999999", v::R8(999999999999999.0), VT_BSTR, S_OK, v::Str(u"999999999999999") },
+        { "R8 1e15", v::R8(1e15), VT_BSTR, S_OK, v::Str(u"1E+15") },
+        { "R8 1.2e15", v::R8(1.2e15), VT_BSTR, S_OK, v::Str(u"1.2E+15") },
+        { "R8 1.234e16", v::R8(1.234e16), VT_BSTR, S_OK, v::Str(u"1.234E+16") },
+        { "R8 1e20", v::R8(1e20), VT_BSTR, S_OK, v::Str(u"1E+20") },
+        { "R8 1e300", v::R8(1e300), VT_BSTR, S_OK, v::Str(u"1E+300") },
+        { "R8 3.14159265359", v::R8(3.14159265359), VT_BSTR, S_OK, v::Str(u"3.14159265359") },
+        { "R8 pi", v::R8(3.141592653589793), VT_BSTR, S_OK, v::Str(u"3.14159265358979") },
+        { "R8 12.345678901234567", v::R8(12.345678901234567), VT_BSTR, S_OK, v::Str(u"12.3456789012346") },
+        { "R8 1234.567890123456789", v::R8(1234.567890123456789), VT_BSTR, S_OK, v::Str(u"1234.56789012346") },
+        { "R8 0.1+0.2", v::R8(0.1 + 0.2), VT_BSTR, S_OK, v::Str(u"0.3") },
+        { "R8 -1.5", v::R8(-1.5), VT_BSTR, S_OK, v::Str(u"-1.5") },
+        { "R8 0", v::R8(0.0), VT_BSTR, S_OK, v::Str(u"0") },
+        { "R8 -0", v::R8(-0.0), VT_BSTR, S_OK, v::Str(u"0") },
+        { "R8 9.99999999999999999", v::R8(9.999999999999999), VT_BSTR, S_OK, v::Str(u"10") },
+        { "R4 0.5", v::R4(0.5f), VT_BSTR, S_OK, v::Str(u"0.5") },
+        { "R4 0.000005", v::R4(0.000005f), VT_BSTR, S_OK, v::Str(u"0.000005") },
+        { "R4 1e-7", v::R4(1e-7f), VT_BSTR, S_OK, v::Str(u"1E-07") },
+        { "R4 1e8", v::R4(1e8f), VT_BSTR, S_OK, v::Str(u"1E+08") },
+        { "R4 1e20", v::R4(1e20f), VT_BSTR, S_OK, v::Str(u"1E+20") },
+        { "R4 999999999999999", v::R4(999999999999999.0f), VT_BSTR, S_OK, v::Str(u"1E+15") },
+        { "R4 1.234e16", v::R4(1.234e16f), VT_BSTR, S_OK, v::Str(u"1.234E+16") },
+        { "R4 pi", v::R4(3.14159265f), VT_BSTR, S_OK, v::Str(u"3.141593") },
+        { "R4 12.3456789", v::R4(12.3456789f), VT_BSTR, S_OK, v::Str(u"12.34568") },
+        { "R4 1234.56789012", v::R4(1234.56789012f), VT_BSTR, S_OK, v::Str(u"1234.568") },
+        // An exact tie in the binary value rounds away from zero.
+        { "R4 654322.25", v::R4(654322.23456f), VT_BSTR, S_OK, v::Str(u"654322.3") },
+        { "R4 -0", v::R4(-0.0f), VT_BSTR, S_OK, v::Str(u"0") },
+        { "R8 with NLS", v::R8(-1234.567), VT_BSTR, S_OK, v::Str(u"-1,234.57"), VARIANT_USE_NLS },
+    };
+    runCases(rows);
+}
+
+TEST(VarConvText, CurrencyAndDecimalAsText)
+{
+    const Case rows[] = {
+        { "CY 0", v::Cy(0), VT_BSTR, S_OK, v::Str(u"0") },
+        { "CY 1", v::Cy(10000), VT_BSTR, S_OK, v::Str(u"1") },
+        { "CY 1.5", v::Cy(15000), VT_BSTR, S_OK, v::Str(u"1.5") },
+        { "CY -1.5", v::Cy(-15000), VT_BSTR, S_OK, v::Str(u"-1.5") },
+        { "CY 2^32-1", v::Cy(0xFFFFFFFFLL), VT_BSTR, S_OK, v::Str(u"429496.7295") },
+        { "CY max", v::Cy(INT64_MAX), VT_BSTR, S_OK, v::Str(u"922337203685477.5807") },
+        { "CY min", v::Cy(INT64_MIN), VT_BSTR, S_OK, v::Str(u"-922337203685477.5808") },
+        { "CY 0.0009", v::Cy(9), VT_BSTR, S_OK, v::Str(u"0.0009") },
+        { "CY with NLS", v::Cy(12345000), VT_BSTR, S_OK, v::Str(u"$1,234.50"), VARIANT_USE_NLS },
+        { "DECIMAL 0", v::Dec(0, false, 0, 0), VT_BSTR, S_OK, v::Str(u"0") },
+        { "DECIMAL 1.0", v::Dec(1, false, 0, 10), VT_BSTR, S_OK, v::Str(u"1") },
+        { "DECIMAL 1.500", v::Dec(3, false, 0, 1500), VT_BSTR, S_OK, v::Str(u"1.5") },
+        { "DECIMAL -1.5", v::Dec(1, true, 0, 15), VT_BSTR, S_OK, v::Str(u"-1.5") },
+        { "DECIMAL -0.00", v::Dec(2, true, 0, 0), VT_BSTR, S_OK, v::Str(u"0") },
+        { "DECIMAL 0.00090", v::Dec(5, false, 0, 90), VT_BSTR, S_OK, v::Str(u"0.0009") },
+        { "DECIMAL 1e-10", v::Dec(10, false, 0, 1), VT_BSTR, S_OK, v::Str(u"0.0000000001") },
+        { "DECIMAL 2^64", v::Dec(0, false, 1, 0), VT_BSTR, S_OK, v::Str(u"18446744073709551616") },
+        { "DECIMAL 2^96-1", v::Dec(0, false, 0xFFFFFFFF, UINT64_MAX), VT_BSTR, S_OK,
+          v::Str(u"79228162514264337593543950335") },
+        { "DECIMAL scale 10", v::Dec(10, false, 0xFFFFFFFF, UINT64_MAX), VT_BSTR, S_OK,
+          v::Str(u"7922816251426433759.3543950335") },
+        { "DECIMAL scale 28", v::Dec(28, false, 0xFFFFFFFF, UINT64_MAX), VT_BSTR, S_OK,
+          v::Str(u"7.9228162514264337593543950335") },
+    };
+    runCases(rows);
+}
+
+// Text read back gives the value that was written, for every numeric type.
+TEST(VarConvText, WrittenNumbersReadBack)
+{
+    const Literal values[] = {
+        v::I1(-128), v::UI2(65535), v::I8(INT64_MIN), v::UI8(UINT64_MAX), v::R4(1.5e-7f), v::R8(-1234.5678),
+        v::R8(5.6789e-12), v::Cy(INT64_MIN), v::Dec(28, true, 0xFFFFFFFF, UINT64_MAX),
+    };
+    for (const Literal &value : values) {
+        VARIANT source = makeVariant(value);
+        SCOPED_TRACE(describe(source));
+        VARIANT text, back;
+        VariantInit(&text);
+        VariantInit(&back);
+        ASSERT_EQ(VariantChangeType(&text, &source, 0, VT_BSTR), S_OK);
+        ASSERT_EQ(VariantChangeType(&back, &text, 0, source.vt), S_OK);
+        EXPECT_TRUE(sameValue(back, value));
+        VariantClear(&text);
+        VariantClear(&back);
+        VariantClear(&source);
+    }
+}
+
+TEST(VarParseNumFromStr, FillsTheParseAsWindowsDoes)
+{
+    struct Row {
+        const char *name;
+        const char16_t *text;
+        INT room;
+        ULONG inFlags;
+        HRESULT expected;
+        INT digits;
+        ULONG outFlags;
+        INT used;
+        INT baseShift;
+        INT power10;
+        BYTE first;
+    } rows[] = {
+        { "one digit", u"7", 128, 0, S_OK, 1, 0, 1, 0, 0, 7 },
+        { "zeros become the power", u"10", 128, 0, S_OK, 1, 0, 2, 0, 1, 1 },
+        { "too little room", u"11", 1, 0, S_OK, 1, NUMPRS_INEXACT, 2, 0, 1, 1 },
+        { "dropped zeros are exact", u"10", 1, 0, S_OK, 1, 0, 2, 0, 1, 1 },
+        { "blank needs a flag", u" 0", 128, 0, DISP_E_TYPEMISMATCH, 0, 0, 0, 0, 0, 0 },
+        { "trailing blank left", u"0 ", 128, 0, S_OK, 1, 0, 1, 0, 0, 0 },
+        { "trailing plus", u"0+", 128, NUMPRS_TRAILING_PLUS, S_OK, 1, NUMPRS_TRAILING_PLUS, 2, 0, 0, 0 },
+        { "minus", u"-0", 128, NUMPRS_LEADING_MINUS, S_OK, 1, NUMPRS_LEADING_MINUS | NUMPRS_NEG, 2, 0, 0, 0 },
+        { "only one minus", u"-0-", 128, NUMPRS_LEADING_MINUS | NUMPRS_TRAILING_MINUS, S_OK, 1,
+          NUMPRS_LEADING_MINUS | NUMPRS_NEG, 2, 0, 0, 0 },
+        { "hex", u"&HF800", 128, NUMPRS_HEX_OCT, S_OK, 4, NUMPRS_HEX_OCT, 6, 4, 0, 15 },
+        { "octal stops at 8", u"&o128", 128, NUMPRS_HEX_OCT, S_OK, 2, NUMPRS_HEX_OCT, 4, 3, 0, 1 },
+        { "leading zero is decimal", u"0100", 128, NUMPRS_HEX_OCT, S_OK, 1, 0, 4, 0, 2, 1 },
+        { "parentheses", u"(0)", 128, NUMPRS_PARENS, S_OK, 1, NUMPRS_PARENS | NUMPRS_NEG, 3, 0, 0, 0 },
+        { "thousands", u"1,000", 128, NUMPRS_THOUSANDS, S_OK, 1, NUMPRS_THOUSANDS, 5, 0, 3, 1 },
+        { "no point without flag", u"1,001.0", 128, NUMPRS_THOUSANDS, S_OK, 4, NUMPRS_THOUSANDS, 5, 0, 0, 1 },
+        { "lone currency sign", u"$", 128, NUMPRS_CURRENCY, DISP_E_TYPEMISMATCH, 0, 0, 0, 0, 0, 0 },
+        { "repeated currency after", u"$11$$", 128, NUMPRS_CURRENCY | NUMPRS_USE_ALL, S_OK, 2, NUMPRS_CURRENCY, 5,
+          0, 0, 1 },
+        { "one point", u"1.1.", 128, NUMPRS_DECIMAL, S_OK, 2, NUMPRS_DECIMAL, 3, 0, -1, 1 },
+        { "exponent and point", u"1.5e-20", 128, NUMPRS_EXPONENT | NUMPRS_DECIMAL, S_OK, 2,
+          NUMPRS_EXPONENT | NUMPRS_DECIMAL, 7, 0, -21, 1 },
+        { "exponent stops at point", u"1e1.", 128, NUMPRS_EXPONENT, S_OK, 1, NUMPRS_EXPONENT, 3, 0, 1, 1 },
+        { "use all", u"0 ", 128, NUMPRS_USE_ALL, DISP_E_TYPEMISMATCH, 0, 0, 0, 0, 0, 0 },
+        { "standard", u"-0.51", 128, NUMPRS_STD, S_OK, 2, NUMPRS_NEG | NUMPRS_DECIMAL | NUMPRS_LEADING_MINUS, 5, 0,
+          -2, 5 },
+        { "zeros after point", u"0.01", 128, NUMPRS_STD, S_OK, 1, NUMPRS_DECIMAL, 4, 0, -2, 1 },
+        { "Arabic-Indic zero", u"\u0660", 128, NUMPRS_STD, DISP_E_TYPEMISMATCH, 0, 0, 0, 0, 0, 0 },
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        NUMPARSE parse{};
+        parse.cDig = row.room;
+        parse.dwInFlags = row.inFlags;
+        BYTE digits[128] = {};
+        EXPECT_EQ(VarParseNumFromStr(row.text, kEnglishUS, LOCALE_NOUSEROVERRIDE, &parse, digits), row.expected);
+        if (row.expected != S_OK)
+            continue;
+        EXPECT_EQ(parse.cDig, row.digits);
+        EXPECT_EQ(parse.dwOutFlags, row.outFlags);
+        EXPECT_EQ(parse.cchUsed, row.used);
+        EXPECT_EQ(parse.nBaseShift, row.baseShift);
+        EXPECT_EQ(parse.nPwr10, row.power10);
+        EXPECT_EQ(digits[0], row.first);
+    }
+    NUMPARSE parse{};
+    BYTE digits[4];
+    EXPECT_EQ(VarParseNumFromStr(u"1", 0, 0, nullptr, digits), E_INVALIDARG);
+    EXPECT_EQ(VarParseNumFromStr(u"1", 0, 0, &parse, nullptr), E_INVALIDARG);
+    EXPECT_EQ(VarParseNumFromStr(nullptr, 0, 0, &parse, digits), DISP_E_TYPEMISMATCH);
+}
+
+TEST(VarNumFromParseNum, PicksTheSmallestAcceptableType)
+{
+    constexpr ULONG kIntegers = VTBIT_I1 | VTBIT_UI1 | VTBIT_I2 | VTBIT_UI2 | VTBIT_I4 | VTBIT_UI4 | VTBIT_I8 | VTBIT_UI8;
+    struct Row {
+        const char *name;
+        std::initializer_list<BYTE> digits;
+        ULONG outFlags;
+        INT baseShift;
+        INT power10;
+        ULONG vtBits;
+        HRESULT expected;
+        Literal result;
+    } rows[] = {
+        { "signed before unsigned", { 1 }, 0, 0, 0, VTBIT_I1 | VTBIT_UI1, S_OK, v::I1(1) },
+        { "smaller first", { 1 }, 0, 0, 0, VTBIT_I2 | VTBIT_UI1, S_OK, v::UI1(1) },
+        { "127", { 1, 2, 7 }, 0, 0, 0, kIntegers, S_OK, v::I1(127) },
+        { "128", { 1, 2, 8 }, 0, 0, 0, kIntegers, S_OK, v::UI1(128) },
+        { "256", { 2, 5, 6 }, 0, 0, 0, kIntegers, S_OK, v::I2(256) },
+        { "32768", { 3, 2, 7, 6, 8 }, 0, 0, 0, kIntegers, S_OK, v::UI2(32768) },
+        { "-129", { 1, 2, 9 }, NUMPRS_NEG, 0, 0, kIntegers, S_OK, v::I2(-129) },
+        { "-32769", { 3, 2, 7, 6, 9 }, NUMPRS_NEG, 0, 0, kIntegers, S_OK, v::I4(-32769) },
+        { "hex high bit kept", { 8, 2 }, 0, 4, 0, kIntegers, S_OK, v::I1(-126) },
+        { "hex to DECIMAL", { 7, 15 }, 0, 4, 0, VTBIT_DECIMAL, S_OK, v::Dec(0, false, 0, 0x7F) },
+        { "negative unsigned only", { 1 }, NUMPRS_NEG, 0, 0, VTBIT_UI1, DISP_E_OVERFLOW, {} },
+        { "-0.6 unsigned only", { 6 }, NUMPRS_NEG, 0, -1, VTBIT_UI1, DISP_E_OVERFLOW, {} },
+        { "-0.5 rounds to 0", { 5 }, NUMPRS_NEG, 0, -1, VTBIT_UI1, S_OK, v::UI1(0) },
+        { "float before double", { 1 }, 0, 0, 0, VTBIT_R4 | VTBIT_R8, S_OK, v::R4(1.0f) },
+        { "double before currency", { 1 }, 0, 0, 0, VTBIT_R8 | VTBIT_CY, S_OK, v::R8(1.0) },
+        { "currency before decimal", { 1 }, 0, 0, 0, VTBIT_CY | VTBIT_DECIMAL, S_OK, v::Cy(10000) },
+        { "fraction keeps DECIMAL exact", { 1, 5 }, 0, 0, -1, kIntegers | VTBIT_DECIMAL, S_OK, v::Dec(1, false, 0, 15) },
+        { "underflow to zero", { 1 }, 0, 0, -94938484, VTBIT_R8, S_OK, v::R8(0.0) },
+        { "currency underflow", { 1 }, 0, 0, -94938484, VTBIT_CY, S_OK, v::Cy(0) },
+        { "nothing fits", { 1 }, 0, 0, 400, VTBIT_R8 | VTBIT_I4, DISP_E_OVERFLOW, {} },
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        BYTE digits[16] = {};
+        int count = 0;
+        for (BYTE digit : row.digits)
+            digits[count++] = digit;
+        NUMPARSE parse{};
+        parse.cDig = count;
+        parse.dwOutFlags = row.outFlags;
+        parse.nBaseShift = row.baseShift;
+        parse.nPwr10 = row.power10;
+        VARIANT result;
+        VariantInit(&result);
+        EXPECT_EQ(VarNumFromParseNum(&parse, digits, row.vtBits, &result), row.expected);
+        if (row.expected == S_OK) {
+            EXPECT_TRUE(sameValue(result, row.result));
+        }
+    }
+    VARIANT result;
+    NUMPARSE parse{};
+    BYTE digits[1] = { 1 };
+    EXPECT_EQ(VarNumFromParseNum(nullptr, digits, VTBIT_I4, &result), E_INVALIDARG);
+    EXPECT_EQ(VarNumFromParseNum(&parse, digits, VTBIT_I4, nullptr), E_INVALIDARG);
+}
+
+} // namespace
