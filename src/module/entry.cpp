@@ -1,5 +1,7 @@
 // The library's entry: attach when it is loaded, detach when it is
 // unloaded (or at process exit), and the one export.
+#include <cstdlib>
+
 #include "module/proxymodule.h"
 #include "runtime/trace.h"
 

@@ -9,7 +9,9 @@ namespace {
 CvrQtProxyModuleIntf *moduleObject = nullptr;
 // Written at detach and never read: kept so.
 [[maybe_unused]] volatile ULONG moduleTerminated = 0;
-std::u16string moduleFileName;
+// Made before and destroyed after the library's lifetime object, whose
+// detach reads it.
+__attribute__((init_priority(150))) std::u16string moduleFileName;
 
 class ScopedModuleLock
 {

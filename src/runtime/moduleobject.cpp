@@ -1,8 +1,15 @@
 #include "runtime/moduleobject.h"
 
+namespace {
+
+// Made before and destroyed after the module library's lifetime object:
+// objects released at detach still count down here.
+__attribute__((init_priority(150))) CvrQtProxyModule instance;
+
+} // namespace
+
 CvrQtProxyModule &ProxyModule()
 {
-    static CvrQtProxyModule instance;
     return instance;
 }
 

@@ -1,0 +1,37 @@
+#include "runtime/dispatch/widgetexecution.h"
+
+#include <QApplication>
+#include <QMainWindow>
+#include <QMenu>
+
+#include "runtime/dispatch/execution.h"
+
+QWidget *GetMainWidget()
+{
+    const QWidgetList topLevels = QApplication::topLevelWidgets();
+    QWidgetList candidates;
+    for (QWidget *widget : topLevels) {
+        if (QMainWindow::staticMetaObject.cast(widget))
+            return widget;
+        // Menus, and top-levels that do not own their native window, are
+        // never the application's face.
+        if (!QMenu::staticMetaObject.cast(widget) && QWidget::find(widget->effectiveWinId()) == widget)
+            candidates.append(widget);
+    }
+    if (!candidates.isEmpty())
+        return candidates.first();
+    return topLevels.isEmpty() ? nullptr : topLevels.first();
+}
+
+bool ExecuteForWidget(QWidget *widget, ExecuteFunction function, void *argument)
+{
+    if (!widget)
+        widget = GetMainWidget();
+    const WId window = widget ? widget->effectiveWinId() : 0;
+    return ExecuteInWindowThread(HWND(window), function, argument);
+}
+
+bool TryExecuteForWidget(QWidget *widget, ExecuteFunction function, void *argument)
+{
+    return RunGuarded([&] { ExecuteForWidget(widget, function, argument); });
+}

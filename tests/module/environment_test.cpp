@@ -1,0 +1,148 @@
+// What the module leaves in the process when it is loaded: the product
+// folder in the environment and at the head of PATH, and the trace file
+// when a trace folder is configured.
+#include <unistd.h>
+
+#include <QRegularExpression>
+
+#include <fstream>
+#include <sstream>
+#include <vector>
+
+#include "modulesupport.h"
+
+using namespace moduletest;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char productVariable[] = "Verdaquil14_X64_Product_Path";
+
+std::string variable(const char *name)
+{
+    const char *value = std::getenv(name);
+    return value ? value : "<unset>";
+}
+
+std::string readFile(const fs::path &path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+std::vector<std::string> lines(const std::string &text)
+{
+    std::vector<std::string> result;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);)
+        result.push_back(line);
+    return result;
+}
+
+} // namespace
+
+TEST(ProductPath, LoadPublishesTheModuleFolderAndPutsItFirstOnPath)
+{
+    const ScopedVariable path("PATH", "/usr/local/bin:/usr/bin:/bin");
+    const ScopedVariable product(productVariable, nullptr);
+    ModuleHost host;
+    ASSERT_TRUE(host.load(modulePath())) << host.error();
+    EXPECT_EQ(moduleFolder(), variable(productVariable));
+    EXPECT_EQ(moduleFolder() + ":/usr/local/bin:/usr/bin:/bin", variable("PATH"));
+}
+
+TEST(ProductPath, PathThatHoldsTheFolderStaysAsItIs)
+{
+    struct Row {
+        const char *name;
+        std::string path;
+    };
+    const Row rows[] = {
+        { "as an entry", "/usr/bin:" + moduleFolder() + ":/bin" },
+        // A plain substring test: the start of a longer entry counts.
+        { "inside a longer entry", "/usr/bin:" + moduleFolder() + "/more:/bin" },
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        const ScopedVariable path("PATH", row.path.c_str());
+        ModuleHost host;
+        ASSERT_TRUE(host.load(modulePath())) << host.error();
+        EXPECT_EQ(row.path, variable("PATH"));
+        EXPECT_EQ(moduleFolder(), variable(productVariable));
+    }
+}
+
+TEST(ProductPath, ModuleInAnExtensionsFolderPublishesItsParent)
+{
+    // The comparison with "extensions" ignores case; the published folder
+    // keeps its own.
+    const ScopedFolder product;
+    const fs::path extensions = fs::path(product.path()) / "Extensions";
+    fs::create_directories(extensions);
+    const fs::path copy = extensions / "libvrqtproxy.so";
+    fs::copy_file(modulePath(), copy);
+    const ScopedVariable path("PATH", "/usr/bin");
+    ModuleHost host;
+    ASSERT_TRUE(host.load(copy.string())) << host.error();
+    EXPECT_EQ(product.path(), variable(productVariable));
+    EXPECT_EQ(product.path() + ":/usr/bin", variable("PATH"));
+}
+
+TEST(TraceLog, ConfiguredFolderReceivesTheHeaderAndTimedLines)
+{
+    const ScopedFolder scratch;
+    const fs::path traceFolder = fs::path(scratch.path()) / "trace";
+    const fs::path registry = fs::path(scratch.path()) / "user.reg";
+    std::ofstream(registry) << "Windows Registry Editor Version 5.00\n\n"
+                            << "[HKEY_CURRENT_USER\\SOFTWARE\\Zoklandt]\n"
+                            << "\"DebugTraceFolder\"=\"" << traceFolder.string() << "\"\n";
+    // The trace opens while the library loads.
+    const ScopedVariable user("VRQT_REGISTRY_USER", registry.string().c_str());
+    {
+        ModuleHost host;
+        ASSERT_TRUE(host.load(modulePath())) << host.error();
+    }
+    ASSERT_TRUE(fs::is_directory(traceFolder));
+    std::vector<fs::path> logs;
+    for (const fs::directory_entry &entry : fs::directory_iterator(traceFolder))
+        logs.push_back(entry.path());
+    ASSERT_EQ(1u, logs.size());
+    const std::string name = logs.front().stem().string();
+    const std::string pid = std::to_string(getpid());
+    // Program, process, module and the module's address.
+    EXPECT_TRUE(QRegularExpression(QString::fromStdString("^module_tests_" + pid + "_libvrqtproxy_[0-9A-F]{16}$"))
+                    .match(QString::fromStdString(name))
+                    .hasMatch())
+        << name;
+
+    const std::string content = readFile(logs.front());
+    ASSERT_EQ(0u, content.rfind("\n\n\n", 0)) << "each opening starts with three empty lines";
+    const std::vector<std::string> all = lines(content.substr(3));
+    ASSERT_GE(all.size(), 12u);
+
+    const QRegularExpression format(
+        "^(\\d{4})-(\\d{2})-(\\d{2}) (\\d{2}):(\\d{2}):(\\d{2})\\.(\\d{3}) ([ \\d]{5}|\\d{6,})   (.*)$");
+    std::vector<std::string> texts;
+    for (const std::string &line : all) {
+        const QRegularExpressionMatch match = format.match(QString::fromStdString(line));
+        ASSERT_TRUE(match.hasMatch()) << line;
+        EXPECT_EQ(unsigned(gettid()), match.captured(8).trimmed().toUInt()) << line;
+        texts.push_back(match.captured(9).toStdString());
+    }
+    const std::vector<std::string> header = {
+        "The beginning of the trace file.",
+        "Process information:",
+        "    Name:     " + name,
+        "    PID:      " + pid,
+    };
+    for (size_t i = 0; i < header.size(); ++i)
+        EXPECT_EQ(header[i], texts[i]);
+    const char *prefixes[] = { "    Priority: ", "    Session:  ", "    Host:     ", "    CmdLine:  ", "    OS:       " };
+    for (size_t i = 0; i < std::size(prefixes); ++i)
+        EXPECT_EQ(0u, texts[header.size() + i].rfind(prefixes[i], 0)) << texts[header.size() + i];
+    EXPECT_EQ("Module information:", texts[9]);
+    EXPECT_EQ("    Path:     " + modulePath(), texts[10]);
+    EXPECT_EQ("The end of the trace file.", texts.back());
+}

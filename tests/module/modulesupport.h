@@ -1,0 +1,146 @@
+// What the module tests share: the loaded module with its helper
+// interfaces, waits on conditions with a limit, and small conversions.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QObject>
+#include <QString>
+#include <QWidget>
+
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "host/modulehost.h"
+#include "interfaces/events.h"
+
+namespace moduletest {
+
+using vrqt::host::Bstr;
+using vrqt::host::ModuleHost;
+using vrqt::host::Ref;
+
+// The module's file, as an absolute path without links, so that the names
+// the module reports of itself can be compared.
+inline std::string modulePath()
+{
+    return std::filesystem::canonical(ModuleHost::defaultModulePath()).string();
+}
+
+inline std::string moduleFolder()
+{
+    return std::filesystem::path(modulePath()).parent_path().string();
+}
+
+// Sets (or with nullptr removes) a variable, and restores it afterwards.
+class ScopedVariable
+{
+public:
+    ScopedVariable(const char *name, const char *value) : name(name)
+    {
+        if (const char *old = std::getenv(name))
+            previous = old;
+        value ? setenv(name, value, 1) : unsetenv(name);
+    }
+    ~ScopedVariable() { previous ? setenv(name.c_str(), previous->c_str(), 1) : unsetenv(name.c_str()); }
+    ScopedVariable(const ScopedVariable &) = delete;
+    ScopedVariable &operator=(const ScopedVariable &) = delete;
+
+private:
+    std::string name;
+    std::optional<std::string> previous;
+};
+
+// A temporary folder, removed with its contents afterwards.
+class ScopedFolder
+{
+public:
+    ScopedFolder()
+    {
+        char pattern[] = "/tmp/vrqt-module-XXXXXX";
+        const char *made = mkdtemp(pattern);
+        folder = made ? made : "";
+    }
+    ~ScopedFolder()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder, ignored);
+    }
+    const std::string &path() const { return folder; }
+
+private:
+    std::string folder;
+};
+
+// Runs the event loop until condition holds or the limit passes; the
+// condition's last value.
+inline bool waitUntil(const std::function<bool()> &condition, int limitMs = 5000)
+{
+    QDeadlineTimer deadline(limitMs);
+    while (!condition()) {
+        if (deadline.hasExpired())
+            return condition();
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    return true;
+}
+
+// Shows a window and waits until it has its native window.
+inline bool showAndWait(QWidget *window)
+{
+    window->show();
+    return waitUntil([window] { return window->isVisible() && window->effectiveWinId() != 0; });
+}
+
+inline std::string utf8(const Bstr &text)
+{
+    return text.utf8();
+}
+
+inline QObject *objectAt(std::uintptr_t address)
+{
+    return reinterpret_cast<QObject *>(address);
+}
+
+// The module loaded through the reference host, with its two helpers.
+class ModuleTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(host.load(modulePath())) << host.error();
+        objects = host.objects();
+        widgets = host.widgets();
+        ASSERT_TRUE(objects);
+        ASSERT_TRUE(widgets);
+    }
+
+    void TearDown() override
+    {
+        objects.reset();
+        widgets.reset();
+        host.unload();
+    }
+
+    // A text the module hands out, as UTF-8; "<null>" for a null BSTR.
+    template <typename Call>
+    std::string textOf(Call call)
+    {
+        Bstr text;
+        const HRESULT hr = call(text.out());
+        if (FAILED(hr))
+            return "<failed>";
+        return text.isNull() ? "<null>" : text.utf8();
+    }
+
+    ModuleHost host;
+    Ref<IvrQtObjectsHelper> objects;
+    Ref<IvrQtWidgetsHelper> widgets;
+};
+
+} // namespace moduletest
