@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <QSet>
+#include <QStandardPaths>
 
 #include <sstream>
 
@@ -182,6 +183,30 @@ TEST(Tree, ShowsTheGallery)
     EXPECT_TRUE(surface.node.value(str("native")).toBool());
     EXPECT_EQ(field(surface.parent, "objectName"), str("galleryWindow"));
     EXPECT_EQ(field(findByName(tree, str("nativeInsideButton")).parent, "objectName"), str("nativeSurface"));
+}
+
+TEST(Tree, ShowsTheGalleryOnARealXServer)
+{
+    // Native windows are X windows here, made by the xcb platform.
+    const QString xvfbRun = QStandardPaths::findExecutable(str("xvfb-run"));
+    if (xvfbRun.isEmpty())
+        GTEST_SKIP() << "xvfb-run is not installed (scripts/install-deps.sh installs it)";
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove(str("QT_QPA_PLATFORM"));
+    environment.remove(str("DISPLAY"));
+    const VrqtRun run = runVrqt({ str("tree"), str("--json"), str("--timeout"), str("60"), str("--"), str(VRQT_TEST_GALLERY) },
+                                kRunLimit, environment, { xvfbRun, str("-a") });
+    ASSERT_TRUE(run.finished);
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    std::string error;
+    const QJsonObject tree = parseTree(run.out, &error);
+    const QJsonObject main = tree.value(str("windows")).toArray().at(0).toObject();
+    EXPECT_EQ(field(main, "objectName"), str("galleryWindow"));
+    EXPECT_EQ(main.value(str("window")), tree.value(str("mainWindow")));
+    const TreeNode surface = findByName(tree, str("nativeSurface"));
+    EXPECT_TRUE(surface.node.value(str("native")).toBool());
+    EXPECT_NE(surface.node.value(str("window")), main.value(str("window")));
+    EXPECT_FALSE(findByName(tree, str("pages")).node.isEmpty());
 }
 
 TEST(Tree, ShowsAQtExampleThatDebianShips)

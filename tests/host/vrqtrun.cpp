@@ -6,7 +6,8 @@
 
 namespace vrqt::testing {
 
-VrqtRun runVrqt(const QStringList &arguments, std::chrono::milliseconds limit, const QProcessEnvironment &environment)
+VrqtRun runVrqt(const QStringList &arguments, std::chrono::milliseconds limit, const QProcessEnvironment &environment,
+                const QStringList &wrapper)
 {
     VrqtRun run;
     QProcess process;
@@ -16,7 +17,8 @@ VrqtRun runVrqt(const QStringList &arguments, std::chrono::milliseconds limit, c
         withSettings.insert(QString::fromStdString(entry.substr(0, equals)), QString::fromStdString(entry.substr(equals + 1)));
     }
     process.setProcessEnvironment(withSettings);
-    process.start(QStringLiteral(VRQT_TEST_VRQT), arguments);
+    const QStringList command = wrapper + QStringList{ QStringLiteral(VRQT_TEST_VRQT) } + arguments;
+    process.start(command.first(), command.mid(1));
     if (!process.waitForStarted(int(limit.count())))
         return run;
     run.finished = process.waitForFinished(int(limit.count()));

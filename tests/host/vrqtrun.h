@@ -17,7 +17,9 @@ struct VrqtRun
     std::string err;
 };
 
+// wrapper, when given, is a program and its arguments that run vrqt (xvfb-run).
 VrqtRun runVrqt(const QStringList &arguments, std::chrono::milliseconds limit,
-                const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment());
+                const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment(),
+                const QStringList &wrapper = {});
 
 } // namespace vrqt::testing
