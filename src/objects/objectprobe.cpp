@@ -1,6 +1,11 @@
 #include "objects/objectprobe.h"
 
+#include <cxxabi.h>
+
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
+#include <typeinfo>
 
 #include <QWidget>
 
@@ -17,7 +22,7 @@ bool isWordAligned(const void *address)
     return reinterpret_cast<std::uintptr_t>(address) % alignof(void *) == 0;
 }
 
-const void *offsetBy(const void *address, std::size_t bytes)
+const void *offsetBy(const void *address, std::ptrdiff_t bytes)
 {
     return static_cast<const char *>(address) + bytes;
 }
@@ -46,6 +51,60 @@ bool isReadableWord(const void *address)
     return address && isWordAligned(address) && !IsBadReadPtr(address, sizeof(void *));
 }
 
+// Classes of the three shapes a type description of a class can have:
+// without bases, with one base, with several.
+struct ShapeWithoutBase {
+    virtual ~ShapeWithoutBase() = default;
+};
+struct ShapeWithOneBase : ShapeWithoutBase {
+};
+struct OtherShape {
+    virtual ~OtherShape() = default;
+};
+struct ShapeWithBases : ShapeWithoutBase, OtherShape {
+};
+
+// True when address holds a type description of a class: its first word
+// is the vtable of one of the three kinds of class description.
+bool isClassDescription(const void *address)
+{
+    static const void *const classDescriptionKinds[] = {
+        loadWord(&typeid(ShapeWithoutBase)),
+        loadWord(&typeid(ShapeWithOneBase)),
+        loadWord(&typeid(ShapeWithBases)),
+    };
+    if (!isWordAligned(address) || IsBadReadPtr(address, 2 * sizeof(void *)))
+        return false;
+    const void *kind = loadWord(address);
+    return std::find(std::begin(classDescriptionKinds), std::end(classDescriptionKinds), kind)
+        != std::end(classDescriptionKinds);
+}
+
+enum class Descent { Derives, Unrelated, NotDescribed, Invalid };
+
+// Whether the class whose vtable this is derives from base, read from the
+// type description the C++ ABI keeps in the word before the first slot.
+Descent descentOf(const void *vtable, const std::type_info &base)
+{
+    const void *descriptionSlot = offsetBy(vtable, -std::ptrdiff_t(sizeof(void *)));
+    if (IsBadReadPtr(descriptionSlot, sizeof(void *)))
+        return Descent::Invalid;
+    const void *description = loadWord(descriptionSlot);
+    if (!description)
+        return Descent::NotDescribed; // a class built without type descriptions
+    if (!isClassDescription(description))
+        return Descent::Invalid;
+    bool derives = false;
+    const bool completed = RunGuarded([&] {
+        void *noObject = nullptr;
+        derives = static_cast<const std::type_info *>(description)->__do_upcast(
+            static_cast<const abi::__class_type_info *>(&base), &noObject);
+    });
+    if (!completed)
+        return Descent::Invalid;
+    return derives ? Descent::Derives : Descent::Unrelated;
+}
+
 bool hasObjectLayout(const void *address)
 {
     if (!address || !isWordAligned(address) || IsBadReadPtr(address, sizeof(QObject)))
@@ -62,7 +121,17 @@ bool hasObjectLayout(const void *address)
     if (!data || !isWordAligned(data) || IsBadReadPtr(data, sizeof(QObjectData)))
         return false;
     const ObjectDataFields fields = loadObjectData(data);
-    return fields.backPointer == address && !fields.deleted;
+    if (fields.backPointer != address || fields.deleted)
+        return false;
+    // An object and its data point at each other: the type descriptions
+    // tell which is which, so that a QObjectData is never taken for its
+    // object (its first slot is a destructor). Qt's data classes are always
+    // described; an application's class may be built without descriptions.
+    const void *dataVtable = loadWord(data);
+    if (!isReadableWord(dataVtable) || descentOf(dataVtable, typeid(QObjectData)) != Descent::Derives)
+        return false;
+    const Descent objectDescent = descentOf(vtable, typeid(QObject));
+    return objectDescent == Descent::Derives || objectDescent == Descent::NotDescribed;
 }
 
 } // namespace

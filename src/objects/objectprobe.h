@@ -10,8 +10,9 @@ class QWidget;
 // True when address holds a live QObject: the layout Qt's public header
 // gives a QObject (a vtable pointer, then d_ptr to a QObjectData whose
 // q_ptr points back and which is not being deleted) is readable and
-// consistent, the vtable's first slot, metaObject(), is code, and then,
-// inside the fault guard, QMetaObject::cast accepts it. Any thread.
+// consistent, the vtable's first slot, metaObject(), is code, the C++ type
+// descriptions say object (or say nothing) and data, and then, inside the
+// fault guard, QMetaObject::cast accepts it. Any thread.
 bool IsLiveQObject(const void *address);
 
 // IsLiveQObject and, inside the fault guard, isWidgetType(). Any thread.

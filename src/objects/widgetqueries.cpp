@@ -95,7 +95,7 @@ QString WidgetText(const QWidget *widget)
     if (!isEditor(widget)) {
         const QMetaObject *meta = widget->metaObject();
         const QMetaProperty text = meta->property(meta->indexOfProperty("text"));
-        if (text.isReadable() && text.type() == QVariant::String) {
+        if (text.isReadable() && text.userType() == QMetaType::QString) {
             const QVariant value = text.read(widget);
             // An empty text is an answer: no fall-back to the title then.
             if (value.isValid())

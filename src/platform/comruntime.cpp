@@ -16,7 +16,6 @@ IGlobalInterfaceTable *globalInterfaceTable();
 
 namespace {
 
-constexpr HRESULT coErrorNotSupported = _HR(0x80004021); // CO_E_NOT_SUPPORTED
 constexpr DWORD coInitDisableOle1Dde = 0x4;
 constexpr DWORD coInitSpeedOverMemory = 0x8;
 
@@ -243,7 +242,7 @@ PLATFORM_API HRESULT CoGetObjectContext(REFIID riid, LPVOID *context)
 PLATFORM_API HRESULT CoRegisterMessageFilter(IMessageFilter *filter, IMessageFilter **previous)
 {
     if (apartment.initializations == 0 || !apartment.singleThreaded)
-        return coErrorNotSupported;
+        return CO_E_NOT_SUPPORTED;
     if (filter)
         filter->AddRef();
     IMessageFilter *replaced = apartment.messageFilter;

@@ -247,7 +247,6 @@ PLATFORM_API BOOL CreateDirectoryW(LPCWSTR path, LPVOID attributes)
 /// and not cut to the 15 characters of a NetBIOS name.
 PLATFORM_API BOOL GetComputerNameW(LPWSTR buffer, DWORD *size)
 {
-    constexpr DWORD errorBufferOverflow = 111;
     char host[256] = {};
     if (!size || gethostname(host, sizeof(host) - 1) != 0) {
         SetLastError(ERROR_INVALID_PARAMETER);
@@ -256,7 +255,7 @@ PLATFORM_API BOOL GetComputerNameW(LPWSTR buffer, DWORD *size)
     const std::u16string name = platform::toUtf16(host);
     if (*size <= name.size()) {
         *size = DWORD(name.size() + 1);
-        SetLastError(errorBufferOverflow);
+        SetLastError(ERROR_BUFFER_OVERFLOW);
         return FALSE;
     }
     if (!buffer) {

@@ -7,8 +7,6 @@
 
 namespace {
 
-constexpr HRESULT coErrorNotSupported = _HR(0x80004021); // CO_E_NOT_SUPPORTED
-constexpr HRESULT storageReadFault = _HR(0x8003001E);    // STG_E_READFAULT
 constexpr DWORD contextCrossContext = 4;                 // MSHCTX_CROSSCTX
 
 // What MarshalInterface writes: the flags, the object's pointer (holding a
@@ -42,7 +40,7 @@ HRESULT readMarshalData(IStream *stream, MarshalData &data)
     ULONG read = 0;
     const HRESULT result = stream->Read(&data, sizeof(data), &read);
     if (result != S_OK || read != sizeof(data))
-        return storageReadFault;
+        return STG_E_READFAULT;
     return data.processSecret == processSecret() && data.object ? S_OK : E_UNEXPECTED;
 }
 
@@ -73,7 +71,7 @@ public:
         if (!clsid)
             return E_POINTER;
         if (!isInProcess(destContext))
-            return coErrorNotSupported;
+            return CO_E_NOT_SUPPORTED;
         *clsid = CLSID_InProcFreeMarshaler;
         return S_OK;
     }
@@ -82,7 +80,7 @@ public:
         if (!size)
             return E_POINTER;
         if (!isInProcess(destContext))
-            return coErrorNotSupported;
+            return CO_E_NOT_SUPPORTED;
         *size = sizeof(MarshalData);
         return S_OK;
     }
@@ -90,7 +88,7 @@ public:
                                                DWORD marshalFlags) override
     {
         if (!isInProcess(destContext))
-            return coErrorNotSupported;
+            return CO_E_NOT_SUPPORTED;
         if (!stream || !object)
             return E_INVALIDARG;
         MarshalData data{ marshalFlags, 0, nullptr, processSecret() };

@@ -15,17 +15,6 @@
 
 namespace {
 
-// Error numbers that the platform library sets besides those in errors.h.
-constexpr DWORD errorWriteProtect = 19;
-constexpr DWORD errorBufferOverflow = 111;
-constexpr DWORD errorDiskFull = 112;
-constexpr DWORD errorNotLocked = 158;
-constexpr DWORD errorFilenameExcedRange = 206;
-constexpr DWORD errorNoWorkDone = 235;
-constexpr DWORD errorResourceTypeNotFound = 1813;
-constexpr DWORD errorResourceLangNotFound = 1815;
-constexpr DWORD coErrorNotSupported = 0x80004021;
-
 struct SystemMessage {
     DWORD code;
     const char16_t *text;
@@ -45,29 +34,29 @@ constexpr SystemMessage systemMessages[] = {
     { ERROR_BAD_FORMAT, u"An attempt was made to load a program with an incorrect format.\r\n" },
     { ERROR_INVALID_DATA, u"The data is invalid.\r\n" },
     { ERROR_OUTOFMEMORY, u"Not enough memory resources are available to complete this operation.\r\n" },
-    { errorWriteProtect, u"The media is write protected.\r\n" },
+    { ERROR_WRITE_PROTECT, u"The media is write protected.\r\n" },
     { ERROR_NOT_SUPPORTED, u"The request is not supported.\r\n" },
     { ERROR_FILE_EXISTS, u"The file exists.\r\n" },
     { ERROR_INVALID_PARAMETER, u"The parameter is incorrect.\r\n" },
-    { errorBufferOverflow, u"The file name is too long.\r\n" },
-    { errorDiskFull, u"There is not enough space on the disk.\r\n" },
+    { ERROR_BUFFER_OVERFLOW, u"The file name is too long.\r\n" },
+    { ERROR_DISK_FULL, u"There is not enough space on the disk.\r\n" },
     { ERROR_INSUFFICIENT_BUFFER, u"The data area passed to a system call is too small.\r\n" },
     { ERROR_INVALID_NAME, u"The filename, directory name, or volume label syntax is incorrect.\r\n" },
     { ERROR_MOD_NOT_FOUND, u"The specified module could not be found.\r\n" },
     { ERROR_PROC_NOT_FOUND, u"The specified procedure could not be found.\r\n" },
-    { errorNotLocked, u"The segment is already unlocked.\r\n" },
+    { ERROR_NOT_LOCKED, u"The segment is already unlocked.\r\n" },
     { ERROR_ALREADY_EXISTS, u"Cannot create a file when that file already exists.\r\n" },
     { ERROR_ENVVAR_NOT_FOUND, u"The system could not find the environment option that was entered.\r\n" },
-    { errorFilenameExcedRange, u"The filename or extension is too long.\r\n" },
+    { ERROR_FILENAME_EXCED_RANGE, u"The filename or extension is too long.\r\n" },
     { ERROR_MORE_DATA, u"More data is available.\r\n" },
-    { errorNoWorkDone, u"The action requested resulted in no work being done. Error-style clean-up has been performed.\r\n" },
+    { ERROR_NO_WORK_DONE, u"The action requested resulted in no work being done. Error-style clean-up has been performed.\r\n" },
     { ERROR_NO_MORE_ITEMS, u"No more data is available.\r\n" },
     { ERROR_MR_MID_NOT_FOUND, u"The system cannot find message text for message number 0x%1 in the message file for %2.\r\n" },
     { ERROR_NOACCESS, u"Invalid access to memory location.\r\n" },
     { ERROR_DLL_INIT_FAILED, u"A dynamic link library (DLL) initialization routine failed.\r\n" },
     { ERROR_TIMEOUT, u"This operation returned because the timeout period expired.\r\n" },
-    { errorResourceTypeNotFound, u"The specified resource type cannot be found in the image file.\r\n" },
-    { errorResourceLangNotFound, u"The specified resource language ID cannot be found in the image file.\r\n" },
+    { ERROR_RESOURCE_TYPE_NOT_FOUND, u"The specified resource type cannot be found in the image file.\r\n" },
+    { ERROR_RESOURCE_LANG_NOT_FOUND, u"The specified resource language ID cannot be found in the image file.\r\n" },
 
     { 0x8000FFFF, u"Catastrophic failure\r\n" },
     { 0x80004001, u"Not implemented\r\n" },
@@ -75,7 +64,7 @@ constexpr SystemMessage systemMessages[] = {
     { 0x80004003, u"Invalid pointer\r\n" },
     { 0x80004004, u"Operation aborted\r\n" },
     { 0x80004005, u"Unspecified error\r\n" },
-    { coErrorNotSupported, u"The operation attempted is not supported.\r\n" },
+    { DWORD(CO_E_NOT_SUPPORTED), u"The operation attempted is not supported.\r\n" },
     { 0x80010106, u"Cannot change thread mode after it is set.\r\n" },
     { 0x80010108, u"The object invoked has disconnected from its clients.\r\n" },
     { 0x8001010E, u"The application called an interface that was marshalled for a different thread.\r\n" },
@@ -380,11 +369,11 @@ PLATFORM_API DWORD FormatMessageW(DWORD flags, LPCVOID source, DWORD messageId, 
     const char16_t *text = static_cast<const char16_t *>(source);
     if (!fromString) {
         if (!(origin & FORMAT_MESSAGE_FROM_SYSTEM)) {
-            SetLastError(errorResourceTypeNotFound);
+            SetLastError(ERROR_RESOURCE_TYPE_NOT_FOUND);
             return 0;
         }
         if (!isServedLanguage(languageId)) {
-            SetLastError(errorResourceLangNotFound);
+            SetLastError(ERROR_RESOURCE_LANG_NOT_FOUND);
             return 0;
         }
         text = systemMessageText(messageId);
@@ -404,7 +393,7 @@ PLATFORM_API DWORD FormatMessageW(DWORD flags, LPCVOID source, DWORD messageId, 
             *reinterpret_cast<LPWSTR *>(buffer) = nullptr; // a block the caller would not free
         else if (size > 0)
             buffer[0] = u'\0';
-        SetLastError(errorNoWorkDone);
+        SetLastError(ERROR_NO_WORK_DONE);
         return 0;
     }
     LPWSTR target = buffer;
@@ -466,7 +455,7 @@ PLATFORM_API LPVOID LocalLock(HLOCAL memory)
 /// LocalAlloc did not give gets FALSE with ERROR_INVALID_HANDLE.
 PLATFORM_API BOOL LocalUnlock(HLOCAL memory)
 {
-    SetLastError(isLocalBlock(memory) ? errorNotLocked : ERROR_INVALID_HANDLE);
+    SetLastError(isLocalBlock(memory) ? ERROR_NOT_LOCKED : ERROR_INVALID_HANDLE);
     return FALSE;
 }
 

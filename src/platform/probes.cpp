@@ -20,7 +20,6 @@
 
 #define MEM_RESERVE 0x2000
 #define PAGE_EXECUTE_WRITECOPY 0x80
-#define ERROR_BAD_LENGTH 24L
 
 namespace platform {
 namespace {

@@ -21,8 +21,6 @@
 #include "platform/markers.h"
 #include "platform/namedobjects.h"
 
-#define ERROR_INVALID_ADDRESS 487L
-#define ERROR_MAPPED_ALIGNMENT 1132L
 #define FILE_MAP_COPY 0x0001
 #define FILE_MAP_EXECUTE 0x0020
 #define PAGE_WRITECOPY 0x08

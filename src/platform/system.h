@@ -131,7 +131,6 @@ PLATFORM_API FARPROC GetProcAddress(HMODULE module, LPCSTR procName);
 
 // File versions: the version of a shared object is the number its real file
 // name carries after ".so." (libQt5Core.so.5 -> libQt5Core.so.5.15.8).
-#define ERROR_RESOURCE_TYPE_NOT_FOUND 1813L
 typedef struct tagVS_FIXEDFILEINFO {
     DWORD dwSignature;
     DWORD dwStrucVersion;

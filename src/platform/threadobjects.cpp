@@ -16,7 +16,6 @@
 #include "platform/threadobjects.h"
 
 #define THREAD_QUERY_LIMITED_INFORMATION 0x0800
-#define ERROR_GEN_FAILURE 31L
 
 namespace platform {
 namespace {

@@ -1,4 +1,5 @@
 // Thread identity, time and the per-thread last error.
+#include <pthread.h>
 #include <sched.h>
 #include <sys/syscall.h>
 #include <time.h>
@@ -12,6 +13,16 @@
 namespace {
 
 thread_local DWORD lastError = ERROR_SUCCESS;
+// The calling thread's kernel id, 0 until first asked. A forked child starts
+// over, since its one thread has an id of its own.
+thread_local DWORD cachedThreadId = 0;
+
+void forgetThreadIdInChild()
+{
+    cachedThreadId = 0;
+}
+
+[[maybe_unused]] const int forkHandlerInstalled = pthread_atfork(nullptr, nullptr, forgetThreadIdInChild);
 
 ULONGLONG monotonicMilliseconds()
 {
@@ -38,8 +49,9 @@ void fillSystemTime(const tm &parts, long nanoseconds, LPSYSTEMTIME time)
 /// is unique among the live threads of all processes, as on Windows.
 PLATFORM_API DWORD GetCurrentThreadId(void)
 {
-    static thread_local const DWORD id = DWORD(syscall(SYS_gettid));
-    return id;
+    if (!cachedThreadId)
+        cachedThreadId = DWORD(syscall(SYS_gettid));
+    return cachedThreadId;
 }
 
 /// GetCurrentProcessId: the process id.

@@ -18,7 +18,6 @@
 
 #include "platform/threadobjects.h"
 
-#define RPC_E_NO_SYNC _HR(0x80010120)
 #define COWAIT_INPUTAVAILABLE 0x4
 #define COWAIT_DISPATCH_CALLS 0x8
 #define COWAIT_DISPATCH_WINDOW_MESSAGES 0x10

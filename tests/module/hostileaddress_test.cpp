@@ -20,6 +20,12 @@ namespace {
 
 using Address = std::uintptr_t;
 
+// The d_ptr of an object: a QObjectData whose q_ptr points back, so that
+// an object and its data look alike at first sight.
+struct ObjectData : QObject {
+    static Address of(const QObject *object) { return Address((object->*(&ObjectData::d_ptr)).data()); }
+};
+
 struct Category {
     const char *name;
     std::vector<Address> addresses;
@@ -40,8 +46,11 @@ public:
         fill("small integers", [this] { return Address(random() % 65536); });
         fill("misaligned near live objects", [this] { return liveAddress() + 1 + random() % 7; });
         fill("inside live objects", [this] { return liveAddress() + 8 * (1 + random() % 6); });
-        fill("near the heap", [this] { return heapAnchor + (random() % (1u << 20)) * 8 - (1u << 19) * 8; });
-        fill("on the stack", [this] { return stackAnchor + (random() % 2560) * 8 - 16384; });
+        fill("data of live objects", [this] { return ObjectData::of(reinterpret_cast<QObject *>(liveAddress())); });
+        makeLookalikes();
+        fill("inside a heap block of lookalike words", [this] { return Address(&lookalikes[random() % lookalikes.size()]); });
+        // Only below this frame: the frames above may hold live objects.
+        fill("in dead stack frames", [this] { return stackAnchor - 8 * (1 + random() % 2048); });
         fill("code", [this] { return Address(&sysconf) + (random() % 4096) * 8; });
         fill("freed objects", [this] { return freed[random() % freed.size()]; });
         fill("unmapped pages", [this] { return unmapped + (random() % (16 * pageSize)) / 8 * 8; });
@@ -57,7 +66,7 @@ public:
     QObject liveObject;
 
 private:
-    static constexpr size_t perCategory = 100000 / 12 + 1;
+    static constexpr size_t perCategory = 100000 / 13 + 1;
 
     uint64_t random() { return generator(); }
 
@@ -89,7 +98,28 @@ private:
         for (const auto &object : made)
             freed.push_back(Address(object.get()));
         made.clear();
-        heapAnchor = Address(freed.data());
+    }
+
+    // Words that look like parts of objects: real vtable and data
+    // pointers of live objects, addresses inside the block itself, and
+    // random values.
+    void makeLookalikes()
+    {
+        lookalikes.resize(1 << 16);
+        const Address parts[] = { Address(*reinterpret_cast<void **>(&liveObject)), ObjectData::of(&liveObject),
+                                  Address(*reinterpret_cast<void **>(&liveLabel)), ObjectData::of(&liveLabel) };
+        for (Address &word : lookalikes) {
+            switch (random() % 3) {
+            case 0:
+                word = parts[random() % std::size(parts)];
+                break;
+            case 1:
+                word = Address(&lookalikes[random() % lookalikes.size()]);
+                break;
+            default:
+                word = Address(random());
+            }
+        }
     }
 
     void makeUnmappedAndProtectedPages()
@@ -103,8 +133,8 @@ private:
     std::mt19937_64 generator{ 20240521 };
     Address pageSize = 4096;
     std::vector<Address> freed;
-    Address heapAnchor = 0;
-    Address stackAnchor = Address(&generator) & ~Address(7);
+    std::vector<Address> lookalikes;
+    Address stackAnchor = Address(__builtin_frame_address(0)) & ~Address(7);
     Address unmapped = 0;
     Address protectedPages = 0;
     size_t total = 0;

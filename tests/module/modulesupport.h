@@ -10,12 +10,11 @@
 #include <QString>
 #include <QWidget>
 
-#include <cstdlib>
 #include <filesystem>
 #include <functional>
-#include <optional>
 #include <string>
 
+#include "../platform/process_support.h" // ScopedVariable, ScopedFolder
 #include "host/modulehost.h"
 #include "interfaces/events.h"
 
@@ -37,46 +36,6 @@ inline std::string moduleFolder()
     return std::filesystem::path(modulePath()).parent_path().string();
 }
 
-// Sets (or with nullptr removes) a variable, and restores it afterwards.
-class ScopedVariable
-{
-public:
-    ScopedVariable(const char *name, const char *value) : name(name)
-    {
-        if (const char *old = std::getenv(name))
-            previous = old;
-        value ? setenv(name, value, 1) : unsetenv(name);
-    }
-    ~ScopedVariable() { previous ? setenv(name.c_str(), previous->c_str(), 1) : unsetenv(name.c_str()); }
-    ScopedVariable(const ScopedVariable &) = delete;
-    ScopedVariable &operator=(const ScopedVariable &) = delete;
-
-private:
-    std::string name;
-    std::optional<std::string> previous;
-};
-
-// A temporary folder, removed with its contents afterwards.
-class ScopedFolder
-{
-public:
-    ScopedFolder()
-    {
-        char pattern[] = "/tmp/vrqt-module-XXXXXX";
-        const char *made = mkdtemp(pattern);
-        folder = made ? made : "";
-    }
-    ~ScopedFolder()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
-    }
-    const std::string &path() const { return folder; }
-
-private:
-    std::string folder;
-};
-
 // Runs the event loop until condition holds or the limit passes; the
 // condition's last value.
 inline bool waitUntil(const std::function<bool()> &condition, int limitMs = 5000)
@@ -95,11 +54,6 @@ inline bool showAndWait(QWidget *window)
 {
     window->show();
     return waitUntil([window] { return window->isVisible() && window->effectiveWinId() != 0; });
-}
-
-inline std::string utf8(const Bstr &text)
-{
-    return text.utf8();
 }
 
 inline QObject *objectAt(std::uintptr_t address)

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <thread>
@@ -16,6 +17,26 @@ TEST(Threads, IdsAreKernelThreadIdsAndDifferPerThread)
     std::thread([&] { other = GetCurrentThreadId(); }).join();
     EXPECT_NE(other, 0u);
     EXPECT_NE(other, GetCurrentThreadId());
+}
+
+TEST(Threads, AForkedChildHasAThreadIdOfItsOwn)
+{
+    const DWORD parent = GetCurrentThreadId();
+    int pipeEnds[2];
+    ASSERT_EQ(pipe(pipeEnds), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        const DWORD id = GetCurrentThreadId();
+        (void)!write(pipeEnds[1], &id, sizeof id);
+        _exit(0);
+    }
+    DWORD childId = 0;
+    ASSERT_EQ(read(pipeEnds[0], &childId, sizeof childId), ssize_t(sizeof childId));
+    waitpid(child, nullptr, 0);
+    EXPECT_EQ(childId, DWORD(child));
+    EXPECT_NE(childId, parent);
+    close(pipeEnds[0]);
+    close(pipeEnds[1]);
 }
 
 TEST(Threads, LastErrorIsPerThread)
