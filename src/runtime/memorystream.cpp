@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "runtime/errors.h"
 
 namespace BaseZK {
 
@@ -47,25 +46,17 @@ ULONGLONG elementCount(SAFEARRAY *array)
 // cleared again.
 bool arrayElementType(VARTYPE type)
 {
-    return holdsNoReference(type) ? type != VT_EMPTY && type != VT_NULL
-                                  : type == VT_BSTR || type == VT_DISPATCH || type == VT_UNKNOWN || type == VT_VARIANT;
+    return holdsNoReference(type) ? type != VT_EMPTY && type != VT_NULL : type == VT_BSTR || type == VT_VARIANT;
 }
 
-// Raw pointers are stored as they are: such a value means something only in
-// the same process while its target lives. A pointer that does not even look
-// like one is refused, so that a corrupted stream cannot plant it.
+// Raw bytes are taken as they stand only for values that hold no pointer,
+// and only when they repeat the announced type. Interface and by-reference
+// values are written as raw addresses, but never read back: bytes from a
+// stream cannot show that an address is a live object of this process, and
+// the caller's VariantClear would release whatever it named.
 bool acceptableRawValue(const VARIANT &head, VARTYPE announced)
 {
-    const VARTYPE type = V_VT(&head);
-    if (type != announced)
-        return false;
-    if (holdsNoReference(type))
-        return true;
-    if (type == VT_DISPATCH || type == VT_UNKNOWN)
-        return !V_UNKNOWN(&head) || IsValidInterfacePointer(V_UNKNOWN(&head));
-    if ((type & VT_BYREF) && holdsNoReference(type & ~VT_BYREF))
-        return !IsBadReadPtr(V_BYREF(&head), 1);
-    return false;
+    return V_VT(&head) == announced && holdsNoReference(announced);
 }
 
 } // namespace
@@ -381,15 +372,6 @@ HRESULT MemoryStreamBase<Derived>::walkElements(SAFEARRAY *array, UINT dimension
     if (FAILED(hr = SafeArrayLock(array)))
         return hr;
     hr = writing ? Write(array->pvData, ULONG(bytes)) : Read(array->pvData, ULONG(bytes));
-    if (SUCCEEDED(hr) && !writing && (elementType == VT_UNKNOWN || elementType == VT_DISPATCH)) {
-        auto **objects = static_cast<IUnknown **>(array->pvData);
-        for (ULONGLONG i = 0; i < bytes / sizeof(IUnknown *); ++i) {
-            if (objects[i] && !IsValidInterfacePointer(objects[i])) {
-                objects[i] = nullptr;
-                hr = DISP_E_BADVARTYPE;
-            }
-        }
-    }
     SafeArrayUnlock(array);
     return hr;
 }

@@ -304,6 +304,8 @@ TEST(MemoryStream, HostileBytesFailCleanly)
         { "upper below lower", le16(VT_ARRAY | VT_UI1) + le32(1) + le32(5) + le32(1), E_BOUNDS },
         { "planted string pointer", le16(VT_I4) + le16(VT_BSTR) + std::vector<BYTE>(6, 0) + le32(0x1234) + le32(0x5678), DISP_E_BADVARTYPE },
         { "planted interface", le16(VT_UNKNOWN) + le16(VT_UNKNOWN) + std::vector<BYTE>(6, 0) + le32(0xDEAD0) + le32(0x7F), DISP_E_BADVARTYPE },
+        { "array of interfaces", le16(VT_ARRAY | VT_DISPATCH) + le32(1) + le32(0) + le32(0) + le32(0xDEAD0) + le32(0x7F), DISP_E_BADVARTYPE },
+        { "planted reference", le16(VT_BYREF | VT_I4) + le16(VT_BYREF | VT_I4) + std::vector<BYTE>(6, 0) + le32(0x1000) + le32(0), DISP_E_BADVARTYPE },
         { "array of by-reference", le16(VT_ARRAY | VT_BYREF | VT_I4) + le32(1) + le32(0) + le32(0), E_OUTOFMEMORY },
         { "no dimensions", le16(VT_ARRAY | VT_I4) + le32(0), E_OUTOFMEMORY },
         { "array of a type no VARIANT holds", le16(VT_ARRAY | VT_INT_PTR) + le32(1) + le32(0) + le32(0), DISP_E_BADVARTYPE },
