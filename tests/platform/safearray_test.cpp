@@ -174,7 +174,9 @@ TEST(SafeArray, IndicesNameDimensionsLeftToRight)
     SAFEARRAY *array = SafeArrayCreate(VT_I4, 2, bounds);
     ASSERT_NE(array, nullptr);
     EXPECT_EQ(array->rgsabound[0].cElements, 2u) << "rgsabound[0] is the last dimension";
+    EXPECT_EQ(array->rgsabound[0].lLbound, 23);
     EXPECT_EQ(array->rgsabound[1].cElements, 42u);
+    EXPECT_EQ(array->rgsabound[1].lLbound, 1);
 
     char *base = static_cast<char *>(array->pvData);
     struct Row {
