@@ -1,8 +1,6 @@
 // Events: states, waking, names held by the kernel, access rights.
 #include <gtest/gtest.h>
 
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -11,6 +9,7 @@
 #include <vector>
 
 #include "platform/automation.h"
+#include "process_support.h"
 
 namespace {
 
@@ -221,22 +220,12 @@ TEST(NamedEvents, NameHeldByAnotherProcessVanishesWhenItDies)
     // end must stay apart.
     const std::u16string name = uniqueName(u"vrqt-test-child") + std::u16string(200, u'x') + u"1";
     const std::u16string sibling = name.substr(0, name.size() - 1) + u"2";
-    int ready[2];
-    ASSERT_EQ(pipe(ready), 0);
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        HANDLE event = CreateEventW(nullptr, TRUE, FALSE, name.c_str());
-        const char byte = event ? 1 : 0;
-        (void)!write(ready[1], &byte, 1);
+    ChildProcess child([&](ChildProcess &self) {
+        self.send(CreateEventW(nullptr, TRUE, FALSE, name.c_str()) ? 'y' : 'n');
         for (;;)
             pause();
-    }
-    close(ready[1]);
-    char byte = 0;
-    ASSERT_EQ(read(ready[0], &byte, 1), 1);
-    close(ready[0]);
-    ASSERT_EQ(byte, 1);
+    });
+    ASSERT_EQ(child.receive(), 'y');
 
     HANDLE opened = OpenEventW(SYNCHRONIZE, FALSE, name.c_str());
     EXPECT_NE(opened, nullptr) << "the child holds the name";
@@ -250,9 +239,7 @@ TEST(NamedEvents, NameHeldByAnotherProcessVanishesWhenItDies)
     CloseHandle(opened);
     CloseHandle(created);
 
-    kill(child, SIGKILL);
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
+    child.kill();
     SetLastError(0);
     EXPECT_EQ(OpenEventW(SYNCHRONIZE, FALSE, name.c_str()), nullptr);
     EXPECT_EQ(GetLastError(), DWORD(ERROR_FILE_NOT_FOUND));
