@@ -159,11 +159,6 @@ TEST(Messages, InsertsNeedArgumentsUnlessIgnored)
               u"The system cannot find message text for message number 0x1F in the message file for System.\r\n");
 }
 
-TEST(Messages, FullLineWidthTurnsLineBreaksIntoSpaces)
-{
-    EXPECT_EQ(systemText(DWORD(E_FAIL), fromSystem | 0xFF), u"Unspecified error ");
-}
-
 // Format strings with the results Windows gives (pinned by its own test suite).
 TEST(Messages, FormatStringsExpandAsOnWindows)
 {
