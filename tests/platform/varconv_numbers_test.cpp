@@ -222,7 +222,6 @@ TEST(VarConvNumbers, RealsAndDates)
         { "I4 min to R8", v::I4(INT32_MIN), VT_R8, S_OK, v::R8(-2147483648.0) },
         { "UI8 max to R8", v::UI8(UINT64_MAX), VT_R8, S_OK, v::R8(18446744073709551616.0) },
         { "I8 to R4 rounds once", v::I8(16777217), VT_R4, S_OK, v::R4(16777216.0f) },
-        { "R8 to R4", v::R8(1.5), VT_R4, S_OK, v::R4(1.5f) },
         { "R8 beyond float", v::R8(1e39), VT_R4, DISP_E_OVERFLOW, {} },
         { "R8 below -float", v::R8(-1e39), VT_R4, DISP_E_OVERFLOW, {} },
         { "R8 float max", v::R8(double(FLT_MAX)), VT_R4, S_OK, v::R4(FLT_MAX) },
@@ -234,7 +233,6 @@ TEST(VarConvNumbers, RealsAndDates)
         { "DECIMAL to R8", v::Dec(2, true, 0, 3276800), VT_R8, S_OK, v::R8(-32768.0) },
         { "DECIMAL 2^64 to R4", v::Dec(0, false, 1, 0), VT_R4, S_OK, v::R4(18446744073709551616.0f) },
         { "DECIMAL 0.00032767 to R4", v::Dec(10, false, 0, 3276700), VT_R4, S_OK, v::R4(0.00032767f) },
-        { "DATE to R8", v::Date(-1.25), VT_R8, S_OK, v::R8(-1.25) },
         { "I4 first date", v::I4(-657434), VT_DATE, S_OK, v::Date(-657434.0) },
         { "I4 before first date", v::I4(-657435), VT_DATE, DISP_E_OVERFLOW, {} },
         { "I4 last date", v::I4(2958465), VT_DATE, S_OK, v::Date(2958465.0) },
@@ -257,7 +255,6 @@ TEST(VarConvNumbers, RealsAndDates)
 TEST(VarConvNumbers, BooleansFromNumbers)
 {
     const Case rows[] = {
-        { "I4 5", v::I4(5), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
         { "I4 0", v::I4(0), VT_BOOL, S_OK, v::Bool(VARIANT_FALSE) },
         { "I1 -128", v::I1(-128), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
         { "UI8 max", v::UI8(UINT64_MAX), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
