@@ -182,6 +182,16 @@ constexpr RowRun kFromVariantRows[] = {
 constexpr RowRun kEmptyRows[] = {
     Run(kEmptyScalars), Run(kLeadingClasses), Run(kObjects), Run(kValueClasses), Run(kPicture),
 };
+template <size_t N>
+constexpr size_t RowCount(const RowRun (&runs)[N])
+{
+    size_t count = 0;
+    for (const RowRun &run : runs)
+        count += run.count;
+    return count;
+}
+static_assert(RowCount(kFromVariantRows) == 59 && RowCount(kEmptyRows) == 60, "59 rows from a value, 60 empty");
+
 // Every row that makes a class, for freeing by name.
 constexpr RowRun kClassRows[] = { Run(kLeadingClasses), Run(kObjects), Run(kValueClasses), Run(kPicture) };
 

@@ -1,11 +1,9 @@
-// A stand-in for the host's object factory: it records every WrapStorage
+// A stand-in for the host's object factory: it records each WrapStorage
 // call and gives back wrappers that answer IvrQtValueStorage and free their
 // storage by type name on their last Release.
 #pragma once
 
 #include <vector>
-
-#include <QString>
 
 #include "interfaces/values.h"
 #include "values/stringbridges.h"
@@ -21,7 +19,7 @@ public:
         VARIANT_BOOL flags[3];
     };
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void **object) override { *object = nullptr; return E_NOINTERFACE; }
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void **) override { return E_NOINTERFACE; }
     ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
     ULONG STDMETHODCALLTYPE Release() override { return 1; }
     HRESULT STDMETHODCALLTYPE WrapStorage(void *storage, int hostContext, BSTR typeName, VARIANT_BOOL flag1,
@@ -32,8 +30,8 @@ public:
             DestroyValue(storage, BstrToQString(typeName));
             return failWith;
         }
-        *result = new Wrapper(*this, storage, BstrToQString(typeName));
         ++liveStorage;
+        *result = new Wrapper(*this, storage, BstrToQString(typeName));
         return S_OK;
     }
 
@@ -42,43 +40,31 @@ public:
     HRESULT failWith = S_OK;
 
 private:
-    class Wrapper final : public IDispatch, public IvrQtValueStorage
-    {
-    public:
+    struct Wrapper final : IDispatch, IvrQtValueStorage {
         Wrapper(CountingFactory &factory, void *storage, QString typeName)
             : factory(factory), storage(storage), typeName(std::move(typeName)) {}
         HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void **object) override
         {
-            *object = nullptr;
-            if (riid == IID_IvrQtValueStorage)
-                *object = static_cast<IvrQtValueStorage *>(this);
-            else if (riid == IID_IDispatch || riid == IID_IUnknown)
-                *object = static_cast<IDispatch *>(this);
-            if (!*object)
-                return E_NOINTERFACE;
-            ++references;
-            return S_OK;
+            *object = riid == IID_IvrQtValueStorage ? static_cast<IvrQtValueStorage *>(this) : nullptr;
+            return *object ? (++references, S_OK) : E_NOINTERFACE;
         }
         ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
         ULONG STDMETHODCALLTYPE Release() override
         {
-            if (--references)
-                return references;
-            DestroyValue(storage, typeName);
-            --factory.liveStorage;
-            delete this;
-            return 0;
+            if (--references == 0) {
+                DestroyValue(storage, typeName);
+                --factory.liveStorage;
+                delete this;
+                return 0;
+            }
+            return references;
         }
         HRESULT STDMETHODCALLTYPE GetStorage(void **result) override { *result = storage; return S_OK; }
         HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT *) override { return E_NOTIMPL; }
         HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo **) override { return E_NOTIMPL; }
         HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR *, UINT, LCID, DISPID *) override { return E_NOTIMPL; }
-        HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *, UINT *) override
-        {
-            return E_NOTIMPL;
-        }
+        HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS *, VARIANT *, EXCEPINFO *, UINT *) override { return E_NOTIMPL; }
 
-    private:
         CountingFactory &factory;
         void *storage;
         QString typeName;

@@ -1,9 +1,8 @@
-// An object with a property or method of each kind the value paths serve.
+// An object with a property or a method of each kind the value paths serve.
 #pragma once
 
 #include <QObject>
 #include <QRect>
-#include <QString>
 
 class ProbeObject : public QObject
 {
@@ -13,7 +12,6 @@ class ProbeObject : public QObject
     Q_PROPERTY(ulong unsignedWide MEMBER unsignedWide)
     Q_PROPERTY(bool flag MEMBER flag)
     Q_PROPERTY(qreal ratio MEMBER ratio)
-    Q_PROPERTY(char letter MEMBER letter)
     Q_PROPERTY(QString text MEMBER text)
     Q_PROPERTY(QRect area MEMBER area)
     Q_PROPERTY(QObject *buddy MEMBER buddy)
@@ -29,14 +27,12 @@ public:
 
     Options readOptions() const { return options; }
     void writeOptions(Options value) { options = value; }
-
     Q_INVOKABLE int twice(int value) { return 2 * value; }
     Q_INVOKABLE long negate(long value) { return -value; }
     Q_INVOKABLE bool invert(bool value) { return !value; }
-    Q_INVOKABLE QString greet(const QString &name) { return QStringLiteral("Hello ") + name; }
     Q_INVOKABLE QString describe() { return text; }
     Q_INVOKABLE QRect grow(const QRect &rect) { return rect.adjusted(-1, -1, 1, 1); }
-    Q_INVOKABLE void touch() { ++touches; }
+    Q_INVOKABLE void touch() {}
     Q_INVOKABLE ushort *counterAddress() { return &counter; }
     Q_INVOKABLE void stretch(long *value) { *value = *value * 0x100000000L + 7; }
 
@@ -45,12 +41,10 @@ public:
     ulong unsignedWide = 0;
     bool flag = false;
     qreal ratio = 0;
-    char letter = 0;
     QString text = QStringLiteral("text");
     QRect area{ 1, 2, 3, 4 };
     QObject *buddy = nullptr;
     Mode mode = Idle;
     Options options;
-    int touches = 0;
     ushort counter = 9;
 };

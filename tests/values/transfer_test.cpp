@@ -1,6 +1,6 @@
-// Values across the line between the host and Qt, the way the exposers move
-// them: properties read and written, methods called with arguments and
-// results, objects wrapped by the host's factory and given back.
+// Values across the line between the host and Qt, moved as the exposers
+// move them: properties read and written, methods called, objects wrapped
+// by the host's factory and given back.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -8,7 +8,6 @@
 
 #include <QMetaMethod>
 
-#include "allocationcount.h"
 #include "countingfactory.h"
 #include "probeobject.h"
 #include "values/hostarguments.h"
@@ -16,19 +15,21 @@
 #include "values/methodresult.h"
 #include "values/propertyvalues.h"
 
+long LiveAllocations(); // main.cpp counts every operator new
+
 namespace {
 
-// A host value: a scalar's bits, or text that becomes a BSTR.
+// A host value: a scalar's bits (the rest of the union included), or text.
 struct HostValue {
-    VARTYPE vt;
+    int vt;
     long long bits;
     const char16_t *text = nullptr;
 
     VARIANT make() const
     {
         VARIANT value;
-        VariantInit(&value);
-        value.vt = vt;
+        std::memset(&value, 0, sizeof value);
+        value.vt = VARTYPE(vt);
         value.llVal = bits;
         if (text)
             value.bstrVal = SysAllocString(text);
@@ -36,32 +37,24 @@ struct HostValue {
     }
 };
 
-// A VARIANT with every byte 0, so that a test sees each byte written.
-VARIANT Blank()
+QMetaProperty Property(const QObject &object, const char *name, QtTypeDescription &description)
 {
-    VARIANT value;
-    std::memset(&value, 0, sizeof value);
-    return value;
-}
-
-QMetaProperty PropertyOf(const QObject &object, const char *name)
-{
-    return object.metaObject()->property(object.metaObject()->indexOfProperty(name));
+    const QMetaProperty property = object.metaObject()->property(object.metaObject()->indexOfProperty(name));
+    DescribePropertyType(property, description);
+    return property;
 }
 
 HRESULT ReadProperty(const QObject &object, const char *name, const HostWrapper &host, VARIANT *result)
 {
-    const QMetaProperty property = PropertyOf(object, name);
     QtTypeDescription description;
-    DescribePropertyType(property, description);
-    return PropertyValueToVariant(property.read(&object), description, host, result);
+    const QVariant value = Property(object, name, description).read(&object);
+    return PropertyValueToVariant(value, description, host, result);
 }
 
 HRESULT WriteProperty(QObject &object, const char *name, VARIANT &value)
 {
-    const QMetaProperty property = PropertyOf(object, name);
     QtTypeDescription description;
-    DescribePropertyType(property, description);
+    const QMetaProperty property = Property(object, name, description);
     const HRESULT hr = CoerceArgument(&value, description);
     if (FAILED(hr))
         return hr;
@@ -73,12 +66,8 @@ HRESULT CallMethod(QObject &object, const char *name, std::vector<VARIANT> &argu
                    VARIANT *result)
 {
     const QMetaObject *meta = object.metaObject();
-    QMetaMethod method;
-    for (int index = 0; index < meta->methodCount(); ++index) {
-        if (meta->method(index).name() == name)
-            method = meta->method(index);
-    }
-    std::vector<QtTypeDescription> descriptions(size_t(method.parameterCount()) + 1);
+    const QMetaMethod method = meta->method(meta->indexOfMethod(QMetaObject::normalizedSignature(name)));
+    std::vector<QtTypeDescription> descriptions(arguments.size() + 1);
     CQtTypeTable::DescribeType(method.typeName(), descriptions[0], MethodTypeMask);
     MethodArguments packed;
     for (size_t index = 0; index < arguments.size(); ++index) {
@@ -90,32 +79,31 @@ HRESULT CallMethod(QObject &object, const char *name, std::vector<VARIANT> &argu
             return hr;
     }
     MethodResult slot(descriptions[0]);
-    if (!QMetaObject::invokeMethod(&object, name, Qt::DirectConnection, slot.returnArgument(), packed.at(0),
-                                   packed.at(1), packed.at(2)))
+    if (!QMetaObject::invokeMethod(&object, method.name(), Qt::DirectConnection, slot.returnArgument(), packed.at(0)))
         return DISP_E_EXCEPTION;
     packed.WriteBack();
     return slot.Deliver(host, result);
 }
 
-HostWrapper WrapperFor(CountingFactory &factory, int hostContext = 77)
+HostWrapper WrapperFor(CountingFactory &factory)
 {
-    return { &factory, [hostContext](int *context) { *context = hostContext; return S_OK; } };
+    return { &factory, [](int *context) { *context = 77; return S_OK; } };
 }
 
 TEST(ValueTransfer, ScalarPropertiesRoundTrip)
 {
-    using QtSide = long long (*)(const ProbeObject &);
     const struct {
         const char *property;
         HostValue in;
         VARTYPE vt;
         long long bits;
-        QtSide held;
-        long long inQt; // exactly what the host sent
+        long long (*held)(const ProbeObject &);
+        long long inQt; // exactly what the host sent; the union's upper bytes are not the host's
     } rows[] = {
         { "count", { VT_I4, -5 }, VT_INT, 0xFFFFFFFB, [](auto &o) -> long long { return o.count; }, -5 },
         { "count", { VT_BSTR, 0, u"42" }, VT_INT, 42, [](auto &o) -> long long { return o.count; }, 42 },
-        { "wide", { VT_I4, 0x5555555580000000 }, VT_I4, 0x80000000, [](auto &o) -> long long { return o.wide; }, -0x80000000LL },
+        { "wide", { VT_I4, 0x5555555580000000 }, VT_I4, 0x80000000,
+          [](auto &o) -> long long { return o.wide; }, -0x80000000LL },
         { "unsignedWide", { VT_UI4, 0x55555555FFFFFFFF }, VT_UI4, 0xFFFFFFFF,
           [](auto &o) -> long long { return o.unsignedWide; }, 0xFFFFFFFF },
         { "flag", { VT_BOOL, 0xFFFF }, VT_BOOL, 0xFFFF, [](auto &o) -> long long { return o.flag; }, 1 },
@@ -123,7 +111,6 @@ TEST(ValueTransfer, ScalarPropertiesRoundTrip)
         { "flag", { VT_BSTR, 0, u"True" }, VT_BOOL, 0xFFFF, [](auto &o) -> long long { return o.flag; }, 1 },
         { "ratio", { VT_R8, 0x4004000000000000 }, VT_R8, 0x4004000000000000,
           [](auto &o) -> long long { return o.ratio * 10; }, 25 },
-        { "letter", { VT_I1, 'x' }, VT_I1, 'x', [](auto &o) -> long long { return o.letter; }, 'x' },
         { "mode", { VT_I4, 0x5555555500000002 }, VT_I4, 2, [](auto &o) -> long long { return o.mode; }, ProbeObject::Busy },
         { "options", { VT_I4, 0x5555555580000001 }, VT_I4, 0x80000001,
           [](auto &o) -> long long { return o.options; }, ProbeObject::First | ProbeObject::Top },
@@ -135,7 +122,7 @@ TEST(ValueTransfer, ScalarPropertiesRoundTrip)
         VARIANT in = row.in.make();
         ASSERT_EQ(WriteProperty(object, row.property, in), S_OK);
         EXPECT_EQ(row.held(object), row.inQt);
-        VARIANT out = Blank();
+        VARIANT out = HostValue{ VT_EMPTY, 0 }.make();
         ASSERT_EQ(ReadProperty(object, row.property, WrapperFor(factory), &out), S_OK);
         EXPECT_EQ(out.vt, row.vt);
         EXPECT_EQ(out.llVal, row.bits);
@@ -150,32 +137,30 @@ TEST(ValueTransfer, ObjectsGoToTheFactoryAndComeBack)
     ProbeObject source, target;
     source.buddy = &target;
     source.area = QRect(10, 20, 30, 40);
-    const struct { const char *property, *typeName; } rows[] = {
-        { "text", "QString" }, { "buddy", "QObject*" }, { "area", "QRect" } };
     std::vector<VARIANT> wrapped;
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.property);
-        VARIANT out;
-        VariantInit(&out);
-        ASSERT_EQ(ReadProperty(source, row.property, WrapperFor(factory), &out), S_OK);
-        EXPECT_EQ(out.vt, VT_DISPATCH);
-        const CountingFactory::Call &call = factory.calls.back();
-        EXPECT_EQ(call.typeName, QString::fromLatin1(row.typeName));
-        EXPECT_EQ(call.hostContext, 77);
-        EXPECT_EQ(call.flags[0] & call.flags[1] & call.flags[2], VARIANT_TRUE);
-        wrapped.push_back(out);
+    for (const char *property : { "text", "buddy", "area" }) {
+        wrapped.push_back(HostValue{ VT_EMPTY, 0 }.make());
+        ASSERT_EQ(ReadProperty(source, property, WrapperFor(factory), &wrapped.back()), S_OK);
+        EXPECT_EQ(wrapped.back().vt, VT_DISPATCH);
+        EXPECT_EQ(factory.calls.back().hostContext, 77);
+        for (VARIANT_BOOL flag : factory.calls.back().flags)
+            EXPECT_EQ(flag, VARIANT_TRUE);
     }
+    EXPECT_EQ(factory.calls[0].typeName, QStringLiteral("QString"));
     EXPECT_EQ(*static_cast<QString *>(factory.calls[0].storage), source.text);
+    EXPECT_EQ(factory.calls[1].typeName, QStringLiteral("QObject*"));
     EXPECT_EQ(*static_cast<QObject **>(factory.calls[1].storage), &target);
     // The wrapped rectangle returns as a property value and as an argument.
     ASSERT_EQ(WriteProperty(target, "area", wrapped[2]), S_OK);
     EXPECT_EQ(target.area, source.area);
     std::vector<VARIANT> arguments{ wrapped[2] };
-    VARIANT grown;
-    VariantInit(&grown);
-    ASSERT_EQ(CallMethod(target, "grow", arguments, WrapperFor(factory), &grown), S_OK);
+    VARIANT grown = HostValue{ VT_EMPTY, 0 }.make();
+    ASSERT_EQ(CallMethod(target, "grow(QRect)", arguments, WrapperFor(factory), &grown), S_OK);
     EXPECT_EQ(*static_cast<QRect *>(factory.calls.back().storage), QRect(9, 19, 32, 42));
     VariantClear(&grown);
+    arguments[0] = HostValue{ VT_DISPATCH, 0 }.make();
+    EXPECT_EQ(CallMethod(target, "grow(QRect)", arguments, WrapperFor(factory), &grown), DISP_E_TYPEMISMATCH)
+        << "a null object passes coercion, but Qt would read the rectangle through it";
     for (VARIANT &value : wrapped)
         VariantClear(&value);
     EXPECT_EQ(factory.liveStorage, 0);
@@ -185,16 +170,14 @@ TEST(ValueTransfer, WrapAndContextFailures)
 {
     CountingFactory factory;
     ProbeObject object;
-    VARIANT out;
-    VariantInit(&out);
-    const HostWrapper refusingContext{ &factory, [](int *) { return E_ACCESSDENIED; } };
-    EXPECT_EQ(ReadProperty(object, "text", refusingContext, &out), E_ACCESSDENIED);
+    VARIANT out = HostValue{ VT_EMPTY, 0 }.make();
+    EXPECT_EQ(ReadProperty(object, "text", { &factory, [](int *) { return E_ACCESSDENIED; } }, &out), E_ACCESSDENIED);
     EXPECT_TRUE(factory.calls.empty());
     factory.failWith = E_OUTOFMEMORY;
     EXPECT_EQ(ReadProperty(object, "text", WrapperFor(factory), &out), E_OUTOFMEMORY) << "a property reports it";
     EXPECT_EQ(out.vt, VT_EMPTY);
     std::vector<VARIANT> none;
-    EXPECT_EQ(CallMethod(object, "describe", none, WrapperFor(factory), &out), S_OK) << "a method ignores it";
+    EXPECT_EQ(CallMethod(object, "describe()", none, WrapperFor(factory), &out), S_OK) << "a method deliberately not";
     EXPECT_EQ(out.vt, VT_DISPATCH);
     EXPECT_EQ(out.pdispVal, nullptr);
 }
@@ -205,17 +188,16 @@ TEST(ValueTransfer, CoercionFailuresAreThePlatformsResult)
         { "int", { VT_BSTR, 0, u"abc" }, DISP_E_TYPEMISMATCH },
         { "int", { VT_R8, 0x4415AF1D78B58C40 }, DISP_E_OVERFLOW }, // 1e20
         { "bool", { VT_BSTR, 0, u"maybe" }, DISP_E_TYPEMISMATCH },
-        { "uchar", { VT_I4, 1 }, DISP_E_BADVARTYPE },           // no automation type
-        { "QString", { VT_I4, 1 }, DISP_E_TYPEMISMATCH },        // host values never become Qt classes
-        { "QString", { VT_BSTR, 0, u"text" }, DISP_E_TYPEMISMATCH },
-        { "QString", { VT_DISPATCH, 0 }, S_OK },                 // even a null object passes
+        { "uchar", { VT_I4, 1 }, DISP_E_BADVARTYPE },                 // a name without an automation type
+        { "QString", { VT_BSTR, 0, u"text" }, DISP_E_TYPEMISMATCH },  // host values never become Qt classes
+        { "QString", { VT_DISPATCH, 0 }, S_OK },                      // even a null object passes
+        { "QString", { VT_BYREF | VT_VARIANT, 0 }, DISP_E_TYPEMISMATCH },
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.type);
         QtTypeDescription description;
         CQtTypeTable::DescribeType(row.type, description, MethodTypeMask);
-        VARIANT value = row.in.make();
-        VARIANT copy = row.in.make();
+        VARIANT value = row.in.make(), copy = row.in.make();
         EXPECT_EQ(CoerceArgument(&value, description), row.expected);
         if (!description.isObject) {
             EXPECT_EQ(VariantChangeType(&copy, &copy, VARIANT_ALPHABOOL, description.vt), row.expected);
@@ -223,31 +205,19 @@ TEST(ValueTransfer, CoercionFailuresAreThePlatformsResult)
         VariantClear(&value);
         VariantClear(&copy);
     }
-    QtTypeDescription object;
-    CQtTypeTable::DescribeType("QString", object, MethodTypeMask);
-    VARIANT nullObject = HostValue{ VT_DISPATCH, 0 }.make();
-    VARIANT reference = HostValue{ VT_BYREF | VT_VARIANT, 0 }.make();
-    reference.pvarVal = &nullObject;
-    EXPECT_EQ(CoerceArgument(&reference, object), DISP_E_TYPEMISMATCH) << "a reference needs an object";
-    EXPECT_EQ(CoerceArgument(nullptr, object), DISP_E_TYPEMISMATCH);
+    EXPECT_EQ(CoerceArgument(nullptr, QtTypeDescription()), DISP_E_TYPEMISMATCH);
 }
 
 TEST(ValueTransfer, MethodArgumentsAndResults)
 {
-    const struct {
-        const char *method;
-        std::vector<HostValue> arguments;
-        VARTYPE vt;
-        long long bits;
-    } rows[] = {
-        { "twice", { { VT_I4, 21 } }, VT_INT, 42 },
-        { "twice", { { VT_BSTR, 0, u"-4" } }, VT_INT, 0xFFFFFFF8 },
-        { "negate", { { VT_I4, 0x555555557FFFFFFF } }, VT_I4, 0x80000001 },
-        { "invert", { { VT_BOOL, 0xFFFF } }, VT_BOOL, 0 },
-        { "invert", { { VT_BOOL, 0 } }, VT_BOOL, 0xFFFF },
-        { "touch", {}, VT_EMPTY, 0 },
-        // Deliberate: a ushort* result leaves the union as it was.
-        { "counterAddress", {}, VT_UI2 | VT_BYREF, 0 },
+    const struct { const char *method; std::vector<HostValue> arguments; int vt; long long bits; } rows[] = {
+        { "twice(int)", { { VT_I4, 21 } }, VT_INT, 42 },
+        { "twice(int)", { { VT_BSTR, 0, u"-4" } }, VT_INT, 0xFFFFFFF8 },
+        { "negate(long)", { { VT_I4, 0x555555557FFFFFFF } }, VT_I4, 0x80000001 },
+        { "invert(bool)", { { VT_BOOL, 0xFFFF } }, VT_BOOL, 0 },
+        { "invert(bool)", { { VT_BOOL, 0 } }, VT_BOOL, 0xFFFF },
+        { "touch()", {}, VT_EMPTY, 0 },
+        { "counterAddress()", {}, VT_UI2 | VT_BYREF, 0 }, // deliberate: the union stays as it was
     };
     CountingFactory factory;
     for (const auto &row : rows) {
@@ -256,7 +226,7 @@ TEST(ValueTransfer, MethodArgumentsAndResults)
         std::vector<VARIANT> arguments;
         for (const HostValue &argument : row.arguments)
             arguments.push_back(argument.make());
-        VARIANT result = Blank();
+        VARIANT result = HostValue{ VT_EMPTY, 0 }.make();
         ASSERT_EQ(CallMethod(object, row.method, arguments, WrapperFor(factory), &result), S_OK);
         EXPECT_EQ(result.vt, row.vt);
         EXPECT_EQ(result.llVal, row.bits);
@@ -270,7 +240,7 @@ TEST(ValueTransfer, LongThroughAPointerKeepsTheHostsWidth)
     ProbeObject object;
     QtTypeDescription description;
     CQtTypeTable::DescribeType("long*", description, MethodTypeMask);
-    LONG host[2] = { 3, 0x5A5A5A5A }; // the second is not the host's: Qt must not write it
+    LONG host[2] = { 3, 0x5A5A5A5A }; // the second is not the host's value: Qt must not write it
     VARIANT argument = HostValue{ VT_I4 | VT_BYREF, 0 }.make();
     argument.plVal = host;
     MethodArguments packed;
@@ -286,19 +256,17 @@ TEST(ValueTransfer, AMillionScalarTransfersLeaveMemoryFlat)
     CountingFactory factory;
     ProbeObject object;
     std::vector<VARIANT> arguments{ HostValue{ VT_I4, 1 }.make() };
-    const auto transfer = [&] {
-        VARIANT value = HostValue{ VT_I4, 0x80000000 }.make();
-        VARIANT out = Blank();
+    const auto transfers = [&] { // four of them
+        VARIANT value = HostValue{ VT_I4, 0x80000000 }.make(), out = HostValue{ VT_EMPTY, 0 }.make();
         return WriteProperty(object, "options", value) | ReadProperty(object, "options", WrapperFor(factory), &out)
              | ReadProperty(object, "flag", WrapperFor(factory), &out)
-             | CallMethod(object, "negate", arguments, WrapperFor(factory), &out);
+             | CallMethod(object, "negate(long)", arguments, WrapperFor(factory), &out);
     };
-    ASSERT_EQ(transfer(), S_OK); // Qt's own first-use allocations happen here
+    ASSERT_EQ(transfers(), S_OK); // Qt's own first-use allocations happen here
     const long before = LiveAllocations();
     for (int round = 0; round < 250000; ++round)
-        ASSERT_EQ(transfer(), S_OK);
+        ASSERT_EQ(transfers(), S_OK);
     EXPECT_EQ(LiveAllocations(), before);
-    EXPECT_TRUE(factory.calls.empty());
 }
 
 } // namespace
