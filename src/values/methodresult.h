@@ -25,9 +25,9 @@ public:
 
     // After invokeMethod returned true. No storage gives VT_EMPTY; a scalar
     // is brought from Qt's type to the automation's where they differ
-    // (qttemporary.h) and copied; an object
-    // is wrapped, and a failed wrap deliberately still gives VT_DISPATCH
-    // and success. A failure of the host context ends it with that result.
+    // (qttemporary.h) and copied; an object is wrapped, and a failed wrap
+    // deliberately still gives VT_DISPATCH and success. A failure of the
+    // host context ends it with that result.
     // Returns S_OK, E_POINTER for a null result, or the host context's failure.
     HRESULT Deliver(const HostWrapper &host, VARIANT *result);
 

@@ -28,9 +28,9 @@ HRESULT DeliverStorage(void *storage, const QtTypeDescription &description, cons
             return hr;
         }
     }
-    const QByteArray latin1 = description.typeName.toLatin1();
-    const QString wide = QString::fromLatin1(latin1);
-    BSTR typeName = SysAllocStringLen(reinterpret_cast<const OLECHAR *>(wide.utf16()), UINT(wide.size()));
+    // The name goes to the host as its Latin-1 text.
+    const QString latin1Name = QString::fromLatin1(description.typeName.toLatin1());
+    BSTR typeName = SysAllocStringLen(reinterpret_cast<const OLECHAR *>(latin1Name.utf16()), UINT(latin1Name.size()));
     if (!typeName) {
         DestroyValue(storage, description.typeName);
         return E_OUTOFMEMORY;
