@@ -243,8 +243,8 @@ TEST_F(HostileAddress, ForgedObjectWhoseDynamicMetaObjectIsAbstractIsRefused)
     // stub of abstract classes: calling metaObject() would end the process.
     QObject real;
     const void *const *realWords = reinterpret_cast<const void *const *>(&real);
-    alignas(16) unsigned char data[sizeof(QObjectData) + 64];
-    std::memcpy(data, reinterpret_cast<const void *>(ObjectData::of(&real)), sizeof data);
+    alignas(16) unsigned char data[sizeof(QObjectData) + 64] = {};
+    std::memcpy(data, reinterpret_cast<const void *>(ObjectData::of(&real)), sizeof(QObjectData));
     void (*const abstractTable[8])() = { abi::__cxa_pure_virtual, abi::__cxa_pure_virtual, abi::__cxa_pure_virtual,
                                          abi::__cxa_pure_virtual, abi::__cxa_pure_virtual, abi::__cxa_pure_virtual,
                                          abi::__cxa_pure_virtual, abi::__cxa_pure_virtual };
