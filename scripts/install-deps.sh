@@ -8,6 +8,10 @@ packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     qtbase5-dev qtbase5-dev-tools
     xvfb xauth x11-utils
+    clang libclang-rt-14-dev
+    # A Qt program nobody here wrote, for the reference host's tests: the
+    # calculator among Qt's widget examples.
+    qtbase5-examples
 )
 
 missing=()

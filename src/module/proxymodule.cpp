@@ -35,40 +35,48 @@ LPCRITICAL_SECTION ModuleLock()
 
 namespace BaseZK {
 
+namespace {
+
+HRESULT addSubscriber(SubscriberList &list, IzkModuleSubscriber *subscriber)
+{
+    ScopedModuleLock lock;
+    if (list.contains(subscriber))
+        return E_FAIL;
+    list.append(subscriber);
+    return S_OK;
+}
+
+HRESULT removeSubscriber(SubscriberList &list, IzkModuleSubscriber *subscriber)
+{
+    ScopedModuleLock lock;
+    list.remove(subscriber);
+    return S_OK;
+}
+
+} // namespace
+
 template <typename Derived>
 HRESULT IzkModuleIntfImpl<Derived>::AddUnloadSubscriber(IzkModuleSubscriber *subscriber)
 {
-    ScopedModuleLock lock;
-    if (firstList.contains(subscriber))
-        return E_FAIL;
-    firstList.append(subscriber);
-    return S_OK;
+    return addSubscriber(firstList, subscriber);
 }
 
 template <typename Derived>
 HRESULT IzkModuleIntfImpl<Derived>::RemoveUnloadSubscriber(IzkModuleSubscriber *subscriber)
 {
-    ScopedModuleLock lock;
-    firstList.remove(subscriber);
-    return S_OK;
+    return removeSubscriber(firstList, subscriber);
 }
 
 template <typename Derived>
 HRESULT IzkModuleIntfImpl<Derived>::AddLateUnloadSubscriber(IzkModuleSubscriber *subscriber)
 {
-    ScopedModuleLock lock;
-    if (secondList.contains(subscriber))
-        return E_FAIL;
-    secondList.append(subscriber);
-    return S_OK;
+    return addSubscriber(secondList, subscriber);
 }
 
 template <typename Derived>
 HRESULT IzkModuleIntfImpl<Derived>::RemoveLateUnloadSubscriber(IzkModuleSubscriber *subscriber)
 {
-    ScopedModuleLock lock;
-    secondList.remove(subscriber);
-    return S_OK;
+    return removeSubscriber(secondList, subscriber);
 }
 
 template class IzkModuleIntfImpl<CvrQtProxyModuleIntf>;

@@ -37,18 +37,48 @@ __attribute__((no_sanitize("address", "undefined"))) const void *loadWord(const 
 struct ObjectDataFields {
     const void *backPointer;
     bool deleted;
+    const void *dynamicMetaObject;
 };
 
 // As loadWord, for the two fields of a QObjectData read here.
 __attribute__((no_sanitize("address", "undefined"))) ObjectDataFields loadObjectData(const void *address)
 {
     const volatile QObjectData *data = static_cast<const volatile QObjectData *>(address);
-    return { data->q_ptr, data->wasDeleted != 0 };
+    return { data->q_ptr, data->wasDeleted != 0, data->metaObject };
 }
 
 bool isReadableWord(const void *address)
 {
     return address && isWordAligned(address) && !IsBadReadPtr(address, sizeof(void *));
+}
+
+// A virtual slot that may be called: code, and not the stub an abstract
+// class leaves in its table, which ends the process when called.
+bool isCallableSlot(const void *function)
+{
+    return !IsBadCodePtr(reinterpret_cast<FARPROC>(const_cast<void *>(function)))
+        && function != reinterpret_cast<const void *>(&abi::__cxa_pure_virtual)
+        && function != reinterpret_cast<const void *>(&abi::__cxa_deleted_virtual);
+}
+
+// metaObject() calls through an object's dynamic meta-object when it has
+// one: its table's first slots (destructors, objectDestroyed,
+// toDynamicMetaObject, metaCall) must be callable too.
+bool hasCallableDynamicMetaObject(const void *dynamicMetaObject)
+{
+    if (!dynamicMetaObject)
+        return true;
+    if (!isReadableWord(dynamicMetaObject))
+        return false;
+    const void *vtable = loadWord(dynamicMetaObject);
+    constexpr int slotCount = 5;
+    if (!isReadableWord(vtable) || IsBadReadPtr(vtable, slotCount * sizeof(void *)))
+        return false;
+    for (int slot = 0; slot < slotCount; ++slot) {
+        if (!isCallableSlot(loadWord(offsetBy(vtable, slot * std::ptrdiff_t(sizeof(void *))))))
+            return false;
+    }
+    return true;
 }
 
 // Classes of the three shapes a type description of a class can have:
@@ -114,14 +144,13 @@ bool hasObjectLayout(const void *address)
         return false;
     // The first virtual function of every QObject is metaObject(): only
     // code in an executable mapping may be called there.
-    const void *metaObjectFunction = loadWord(vtable);
-    if (IsBadCodePtr(reinterpret_cast<FARPROC>(const_cast<void *>(metaObjectFunction))))
+    if (!isCallableSlot(loadWord(vtable)))
         return false;
     const void *data = loadWord(offsetBy(address, sizeof(void *)));
     if (!data || !isWordAligned(data) || IsBadReadPtr(data, sizeof(QObjectData)))
         return false;
     const ObjectDataFields fields = loadObjectData(data);
-    if (fields.backPointer != address || fields.deleted)
+    if (fields.backPointer != address || fields.deleted || !hasCallableDynamicMetaObject(fields.dynamicMetaObject))
         return false;
     // An object and its data point at each other: the type descriptions
     // tell which is which, so that a QObjectData is never taken for its

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "platform/combase.h"
+#include "platform/refcounted.h"
 #include "platform/system.h"
 
 namespace platform {
@@ -87,7 +88,7 @@ HRESULT currentApartmentType(APTTYPE &type)
 }
 
 // The object context: answers IComThreadingInfo for the calling thread.
-class ObjectContext final : public IComThreadingInfo {
+class ObjectContext final : public IComThreadingInfo, private platform::RefCounted {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void **object) override
     {
@@ -101,14 +102,7 @@ public:
         AddRef();
         return S_OK;
     }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_references; }
-    ULONG STDMETHODCALLTYPE Release() override
-    {
-        const ULONG remaining = --m_references;
-        if (remaining == 0)
-            delete this;
-        return remaining;
-    }
+    PLATFORM_REFCOUNTED_IUNKNOWN
 
     HRESULT STDMETHODCALLTYPE GetCurrentApartmentType(APTTYPE *type) override
     {
@@ -139,7 +133,6 @@ public:
     }
 
 private:
-    std::atomic<ULONG> m_references{ 1 };
 };
 
 } // namespace

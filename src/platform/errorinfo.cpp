@@ -5,6 +5,7 @@
 #include <new>
 
 #include "platform/combase.h"
+#include "platform/refcounted.h"
 #include "platform/oleauto.h"
 
 namespace {
@@ -12,7 +13,7 @@ namespace {
 // One object answering ICreateErrorInfo (to fill it) and IErrorInfo (to
 // read it), as Windows' error object does. Any thread may call it; the
 // fields are guarded by m_lock.
-class ErrorObject final : public IErrorInfo, public ICreateErrorInfo, public ISupportErrorInfo {
+class ErrorObject final : public IErrorInfo, public ICreateErrorInfo, public ISupportErrorInfo, private platform::RefCounted {
 public:
     ~ErrorObject()
     {
@@ -38,14 +39,7 @@ public:
         AddRef();
         return S_OK;
     }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_references; }
-    ULONG STDMETHODCALLTYPE Release() override
-    {
-        const ULONG remaining = --m_references;
-        if (remaining == 0)
-            delete this;
-        return remaining;
-    }
+    PLATFORM_REFCOUNTED_IUNKNOWN
 
     HRESULT STDMETHODCALLTYPE GetGUID(GUID *guid) override
     {
@@ -112,7 +106,6 @@ private:
         return S_OK;
     }
 
-    std::atomic<ULONG> m_references{ 1 };
     std::mutex m_lock;
     GUID m_guid{};
     BSTR m_source = nullptr;

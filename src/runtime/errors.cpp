@@ -260,11 +260,13 @@ BSTR GetErrorMessage(HRESULT hr, const EXCEPINFO *excepInfo)
 bool IsValidInterfacePointer(const void *pointer)
 {
     bool valid = false;
+    // A pointer to an interface is word-aligned, and so is its table.
+    const auto aligned = [](const void *address) { return uintptr_t(address) % alignof(void *) == 0; };
     RunGuarded([&] {
-        if (IsBadReadPtr(pointer, 8))
+        if (!aligned(pointer) || IsBadReadPtr(pointer, 8))
             return;
         const void *const *table = *static_cast<const void *const *const *>(pointer);
-        if (!table || IsBadReadPtr(table, 24))
+        if (!table || !aligned(table) || IsBadReadPtr(table, 24))
             return;
         for (int slot = 0; slot < 3; ++slot) {
             if (IsBadCodePtr(reinterpret_cast<FARPROC>(const_cast<void *>(table[slot]))))

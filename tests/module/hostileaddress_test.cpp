@@ -7,7 +7,10 @@
 #include <QApplication>
 #include <QLabel>
 
+#include <cxxabi.h>
+
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <random>
 #include <vector>
@@ -231,4 +234,27 @@ TEST_F(HostileAddress, ObjectWhoseDestructionHasBegunIsNoLongerAnObject)
     EXPECT_EQ(VARIANT_TRUE, objects->IsQObject(dying));
     delete dying;
     EXPECT_EQ(VARIANT_FALSE, objectWhileDying);
+}
+
+TEST_F(HostileAddress, ForgedObjectWhoseDynamicMetaObjectIsAbstractIsRefused)
+{
+    // A perfect copy of a live object's two words and of its data, except
+    // that the data names a dynamic meta-object whose table holds only the
+    // stub of abstract classes: calling metaObject() would end the process.
+    QObject real;
+    const void *const *realWords = reinterpret_cast<const void *const *>(&real);
+    alignas(16) unsigned char data[sizeof(QObjectData) + 64] = {};
+    std::memcpy(data, reinterpret_cast<const void *>(ObjectData::of(&real)), sizeof(QObjectData));
+    void (*const abstractTable[8])() = { abi::__cxa_pure_virtual, abi::__cxa_pure_virtual, abi::__cxa_pure_virtual,
+                                         abi::__cxa_pure_virtual, abi::__cxa_pure_virtual, abi::__cxa_pure_virtual,
+                                         abi::__cxa_pure_virtual, abi::__cxa_pure_virtual };
+    const void *abstractObject[2] = { abstractTable, nullptr };
+    const void *forged[2] = { realWords[0], data };
+    auto *fields = reinterpret_cast<QObjectData *>(data);
+    fields->q_ptr = reinterpret_cast<QObject *>(forged);
+    fields->metaObject = reinterpret_cast<QDynamicMetaObjectData *>(abstractObject);
+
+    EXPECT_EQ(VARIANT_FALSE, objects->IsQObject(forged));
+    fields->metaObject = nullptr;
+    EXPECT_EQ(VARIANT_TRUE, objects->IsQObject(forged)) << "the same forgery without it passes for an object";
 }

@@ -22,6 +22,12 @@ std::u16string textOf(BSTR string)
     return std::u16string(string, SysStringLen(string));
 }
 
+// The result of a comparison read the other way round.
+HRESULT mirrored(HRESULT result)
+{
+    return result == VARCMP_LT ? VARCMP_GT : result == VARCMP_GT ? VARCMP_LT : VARCMP_EQ;
+}
+
 // Owns a BSTR for the length of a test.
 struct Bstr {
     explicit Bstr(BSTR s) : value(s) {}
@@ -221,12 +227,19 @@ TEST(Bstr, CatJoinsBytesAndTreatsNullAsEmpty)
     EXPECT_EQ(VarBstrCat(left.value, right.value, nullptr), E_INVALIDARG);
 }
 
-TEST(BstrCompare, NullAndEmptyCountAsEqual)
+// Null, empty and NUL units by locale and byte by byte (lcid 0); each row
+// read the other way round gives the mirrored result.
+TEST(BstrCompare, NullEmptyNulUnitsAndBytes)
 {
-    Bstr empty(u"");
-    Bstr word(u"Wurscht");
+    const char16_t aNul[] = { u'a', 0 };
+    const char16_t aNulB[] = { u'a', 0, u'b' };
+    Bstr empty(u""), word(u"Wurscht"), a(u"a"), upperB(u"B");
     Bstr nulUnit(SysAllocStringByteLen("\0\0", 2));
     Bstr nulUnitAndByte(SysAllocStringByteLen("\0\0\0", 3));
+    Bstr trailingNul(SysAllocStringLen(aNul, 2));
+    Bstr innerNul(SysAllocStringLen(aNulB, 3));
+    Bstr lowBytes(SysAllocStringByteLen("\x01\x00\x01", 3));
+    Bstr highBytes(SysAllocStringByteLen("\x01\x00\x02", 3));
     struct Row {
         const char *name;
         BSTR left;
@@ -236,32 +249,24 @@ TEST(BstrCompare, NullAndEmptyCountAsEqual)
     } rows[] = {
         { "null, null", nullptr, nullptr, LOCALE_USER_DEFAULT, VARCMP_EQ },
         { "word, null", word.value, nullptr, LOCALE_USER_DEFAULT, VARCMP_GT },
-        { "null, word", nullptr, word.value, LOCALE_USER_DEFAULT, VARCMP_LT },
         { "empty, null", empty.value, nullptr, LOCALE_USER_DEFAULT, VARCMP_EQ },
-        { "null, empty", nullptr, empty.value, LOCALE_USER_DEFAULT, VARCMP_EQ },
         { "NUL unit, empty", nulUnit.value, empty.value, LOCALE_USER_DEFAULT, VARCMP_GT },
-        { "empty, NUL unit", empty.value, nulUnit.value, LOCALE_USER_DEFAULT, VARCMP_LT },
         { "NUL units compare equal by locale", nulUnitAndByte.value, nulUnit.value, LOCALE_USER_DEFAULT, VARCMP_EQ },
+        { "trailing NUL unit ignored by locale", a.value, trailingNul.value, LOCALE_USER_DEFAULT, VARCMP_EQ },
+        { "inner NUL unit ignored by locale", a.value, innerNul.value, LOCALE_USER_DEFAULT, VARCMP_LT },
+        { "collation by locale", a.value, upperB.value, LOCALE_USER_DEFAULT, VARCMP_LT },
         { "binary: null, null", nullptr, nullptr, 0, VARCMP_EQ },
         { "binary: NUL unit, empty", nulUnit.value, empty.value, 0, VARCMP_GT },
         { "binary: extra byte is greater", nulUnitAndByte.value, nulUnit.value, 0, VARCMP_GT },
+        { "binary: trailing NUL unit counts", a.value, trailingNul.value, 0, VARCMP_LT },
+        { "binary: last byte decides", lowBytes.value, highBytes.value, 0, VARCMP_LT },
+        { "binary: byte order, not collation", a.value, upperB.value, 0, VARCMP_GT },
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.name);
         EXPECT_EQ(VarBstrCmp(row.left, row.right, row.lcid, 0), row.expected);
+        EXPECT_EQ(VarBstrCmp(row.right, row.left, row.lcid, 0), mirrored(row.expected));
     }
-}
-
-TEST(BstrCompare, BinaryComparisonIsByBytes)
-{
-    Bstr a(SysAllocStringByteLen("\x01\x00\x01", 3));
-    Bstr b(SysAllocStringByteLen("\x01\x00\x02", 3));
-    EXPECT_EQ(VarBstrCmp(a.value, b.value, 0, 0), VARCMP_LT);
-    EXPECT_EQ(VarBstrCmp(b.value, a.value, 0, 0), VARCMP_GT);
-    Bstr lower(u"a");
-    Bstr upper(u"B");
-    EXPECT_EQ(VarBstrCmp(lower.value, upper.value, 0, 0), VARCMP_GT) << "byte order, not collation";
-    EXPECT_EQ(VarBstrCmp(lower.value, upper.value, LOCALE_USER_DEFAULT, 0), VARCMP_LT);
 }
 
 TEST(BstrCompare, DefaultCollationOrdersLikeUsEnglish)
@@ -310,19 +315,6 @@ TEST(BstrCompare, DefaultCollationOrdersLikeUsEnglish)
         Bstr left(SysAllocStringLen(row.left.data(), UINT(row.left.size())));
         Bstr right(SysAllocStringLen(row.right.data(), UINT(row.right.size())));
         EXPECT_EQ(VarBstrCmp(left.value, right.value, LOCALE_USER_DEFAULT, row.flags), row.expected);
-        const HRESULT mirrored = row.expected == VARCMP_LT ? VARCMP_GT : row.expected == VARCMP_GT ? VARCMP_LT : VARCMP_EQ;
-        EXPECT_EQ(VarBstrCmp(right.value, left.value, LOCALE_USER_DEFAULT, row.flags), mirrored);
+        EXPECT_EQ(VarBstrCmp(right.value, left.value, LOCALE_USER_DEFAULT, row.flags), mirrored(row.expected));
     }
-}
-
-TEST(BstrCompare, EmbeddedNulIsIgnoredByLocaleButNotBinary)
-{
-    Bstr a(u"a");
-    const char16_t withNul[] = { u'a', 0 };
-    const char16_t nulThenB[] = { u'a', 0, u'b' };
-    Bstr trailing(SysAllocStringLen(withNul, 2));
-    Bstr inner(SysAllocStringLen(nulThenB, 3));
-    EXPECT_EQ(VarBstrCmp(a.value, trailing.value, LOCALE_USER_DEFAULT, 0), VARCMP_EQ);
-    EXPECT_EQ(VarBstrCmp(a.value, inner.value, LOCALE_USER_DEFAULT, 0), VARCMP_LT);
-    EXPECT_EQ(VarBstrCmp(a.value, trailing.value, 0, 0), VARCMP_LT);
 }

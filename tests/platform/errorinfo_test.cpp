@@ -97,33 +97,26 @@ TEST(ErrorInfo, UnsetFieldsReadAsNullAndNullArgumentsAreRefused)
     creator->Release();
 }
 
-TEST(ErrorInfo, GetHandsOverTheReferenceAndClearsTheSlot)
-{
-    IErrorInfo *error = makeError(u"first");
-    EXPECT_EQ(SetErrorInfo(0, error), S_OK);
-    EXPECT_EQ(referenceCount(error), 2u);
-    IErrorInfo *fetched = nullptr;
-    EXPECT_EQ(GetErrorInfo(0, &fetched), S_OK);
-    EXPECT_EQ(fetched, error);
-    EXPECT_EQ(referenceCount(error), 2u); // the slot's reference is now ours
-    fetched->Release();
-    EXPECT_EQ(GetErrorInfo(0, &fetched), S_FALSE);
-    EXPECT_EQ(fetched, nullptr);
-    error->Release();
-}
-
-TEST(ErrorInfo, SetReplacesAndNullClears)
+TEST(ErrorInfo, SetTakesAReferenceGetHandsItOverNullClears)
 {
     IErrorInfo *first = makeError(u"first");
     IErrorInfo *second = makeError(u"second");
-    SetErrorInfo(0, first);
-    SetErrorInfo(0, second);
-    EXPECT_EQ(referenceCount(first), 1u);
-    EXPECT_EQ(SetErrorInfo(0, nullptr), S_OK);
-    EXPECT_EQ(referenceCount(second), 1u);
-    IErrorInfo *fetched = first;
+    EXPECT_EQ(SetErrorInfo(0, first), S_OK);
+    EXPECT_EQ(referenceCount(first), 2u);
+    IErrorInfo *fetched = nullptr;
+    EXPECT_EQ(GetErrorInfo(0, &fetched), S_OK);
+    EXPECT_EQ(fetched, first);
+    EXPECT_EQ(referenceCount(first), 2u); // the slot's reference is now ours
+    fetched->Release();
     EXPECT_EQ(GetErrorInfo(0, &fetched), S_FALSE);
     EXPECT_EQ(fetched, nullptr);
+
+    SetErrorInfo(0, first);
+    SetErrorInfo(0, second);
+    EXPECT_EQ(referenceCount(first), 1u) << "the replaced error is released";
+    EXPECT_EQ(SetErrorInfo(0, nullptr), S_OK);
+    EXPECT_EQ(referenceCount(second), 1u) << "null clears the slot";
+    EXPECT_EQ(GetErrorInfo(0, &fetched), S_FALSE);
     EXPECT_EQ(SetErrorInfo(1, first), E_INVALIDARG);
     EXPECT_EQ(GetErrorInfo(1, &fetched), E_INVALIDARG);
     EXPECT_EQ(GetErrorInfo(0, nullptr), E_INVALIDARG);

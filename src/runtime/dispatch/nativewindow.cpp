@@ -176,6 +176,79 @@ DWORD threadIdOf(const WindowRecord &record)
     return record.threadId ? record.threadId : ThreadIdOfQThread(record.thread);
 }
 
+std::u16string windowMarkerName(HWND window)
+{
+    return u"VRQT_WINDOW_" + QString::number(quintptr(window)).toStdU16String();
+}
+
+// The names under which windows are published, each held until its QWindow
+// is destroyed.
+class WindowMarkers
+{
+public:
+    ~WindowMarkers()
+    {
+        // The slots are code of this library, which is going away; the
+        // names go with it.
+        QMutexLocker locker(&lock);
+        for (const Marker &marker : qAsConst(markers)) {
+            QObject::disconnect(marker.windowDestroyed);
+            CloseHandle(marker.handle);
+        }
+        markers.clear();
+    }
+
+    // The GUI thread, with a window it has just found; takes the lock.
+    void publish(WId id, QWindow *window)
+    {
+        QMutexLocker locker(&lock);
+        if (markers.contains(id))
+            return;
+        HANDLE handle = CreateEventW(nullptr, TRUE, FALSE, windowMarkerName(HWND(id)).c_str());
+        if (!handle)
+            return;
+        // Runs on the thread that destroys the window.
+        const QMetaObject::Connection windowDestroyed =
+            QObject::connect(window, &QObject::destroyed, window, [this, id] { remove(id); }, Qt::DirectConnection);
+        markers.insert(id, Marker{ handle, windowDestroyed });
+    }
+
+private:
+    struct Marker {
+        HANDLE handle;
+        QMetaObject::Connection windowDestroyed;
+    };
+
+    void remove(WId id)
+    {
+        QMutexLocker locker(&lock);
+        auto found = markers.find(id);
+        if (found == markers.end())
+            return;
+        CloseHandle(found->handle);
+        markers.erase(found);
+    }
+
+    QMutex lock;
+    QHash<WId, Marker> markers;
+};
+
+__attribute__((init_priority(146))) WindowMarkers windowMarkers;
+
+// The GUI thread: the window is looked for there, where it cannot go away
+// meanwhile.
+void publishOnGuiThread(void *argument)
+{
+    const WId id = *static_cast<const WId *>(argument);
+    const QWindowList windows = QGuiApplication::allWindows();
+    for (QWindow *candidate : windows) {
+        if (hasNativeSurface(candidate) && candidate->winId() == id) {
+            windowMarkers.publish(id, candidate);
+            return;
+        }
+    }
+}
+
 } // namespace
 
 BOOL IsWindow(HWND window)
@@ -225,5 +298,32 @@ BOOL EnumWindows(WNDENUMPROC enumerate, LPARAM parameter)
         if (!enumerate(HWND(id), parameter))
             return FALSE;
     }
+    return TRUE;
+}
+
+void PublishWindow(HWND window)
+{
+    const QCoreApplication *application = QCoreApplication::instance();
+    if (!window || !qobject_cast<const QGuiApplication *>(application))
+        return;
+    WId id = WId(window);
+    if (onGuiThread()) {
+        publishOnGuiThread(&id);
+        return;
+    }
+    if (const DWORD guiThread = ThreadIdOfQThread(application->thread()))
+        ExecuteInThread(guiThread, publishOnGuiThread, &id);
+}
+
+BOOL IsPublishedWindow(HWND window)
+{
+    if (IsWindow(window))
+        return TRUE;
+    if (!window)
+        return FALSE;
+    HANDLE marker = OpenEventW(EVENT_ALL_ACCESS, FALSE, windowMarkerName(window).c_str());
+    if (!marker)
+        return FALSE;
+    CloseHandle(marker);
     return TRUE;
 }

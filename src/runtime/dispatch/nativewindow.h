@@ -35,3 +35,12 @@ LONG GetWindowLongW(HWND window, int index);
 // Calls enumerate for each top-level native window until it returns FALSE;
 // the windows are those the GUI thread sees at the call. Any thread.
 BOOL EnumWindows(WNDENUMPROC enumerate, LPARAM parameter);
+
+// Publishes a native window of this process under a name that lives as
+// long as its QWindow, so that other processes of this user can tell that
+// the window exists. The name is taken on the GUI thread (a call carried
+// there from other threads). Any thread; takes the markers' lock.
+void PublishWindow(HWND window);
+// True for a native window of this process or a window that a process of
+// this user has published. Any thread.
+BOOL IsPublishedWindow(HWND window);

@@ -1,0 +1,46 @@
+// Hands work from the agent's serving thread to the application's GUI thread
+// and waits for it with a time limit. Work that the GUI thread never runs
+// (the application is closing, the executor is gone) is reported as
+// abandoned, so the waiting thread never hangs on a dead event loop.
+#pragma once
+
+#include <QObject>
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+namespace vrqt::agent {
+
+class GuiExecutor : public QObject
+{
+    Q_OBJECT
+public:
+    enum class Outcome { Done, Failed, TimedOut, Abandoned };
+
+    // GUI thread: the executor lives there and runs work there.
+    GuiExecutor();
+    ~GuiExecutor() override;
+
+    // Serving thread: runs work on the GUI thread and waits at most limit.
+    // Failed: the work threw. After TimedOut the work may still run later;
+    // it must own what it touches (capture by value or shared pointer).
+    Outcome run(std::function<void()> work, std::chrono::milliseconds limit);
+    // Serving thread: queues work for the GUI thread without waiting.
+    void post(std::function<void()> work);
+    // GUI thread: runs no further work and wakes every waiting thread.
+    void close();
+
+private:
+    struct Shared;
+    struct Task;
+    class TaskGuard;
+
+    void queue(const std::shared_ptr<Task> &task);
+
+    std::shared_ptr<Shared> shared;
+};
+
+} // namespace vrqt::agent

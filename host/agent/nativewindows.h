@@ -1,0 +1,28 @@
+// The host's own view of the process's native windows, as a platform's
+// window enumeration would give it. Here Qt's list of windows stands in for
+// that enumeration.
+//
+// GUI thread only.
+#pragma once
+
+#include <vector>
+
+#include "interfaces/objects.h"
+
+class QObject;
+
+namespace vrqt::agent {
+
+struct NativeWindow
+{
+    NativeWindowId id = 0;
+    NativeWindowId parent = 0; // 0 for a top-level window
+    bool visible = false;
+    QObject *window = nullptr; // the QWindow, for windows that carry no widget
+};
+
+// Every window that already has a native surface, in the order Qt lists them.
+// Nothing is created on the way: a window without one is left out.
+std::vector<NativeWindow> nativeWindows();
+
+} // namespace vrqt::agent

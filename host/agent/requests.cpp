@@ -1,0 +1,154 @@
+#include "host/agent/requests.h"
+
+#include <QCoreApplication>
+#include <QJsonArray>
+
+#include <unistd.h>
+
+#include <chrono>
+#include <memory>
+
+#include "host/agent/guiexecutor.h"
+#include "host/agent/moduleview.h"
+#include "host/agent/nativewindows.h"
+#include "host/agent/widgettree.h"
+#include "host/protocol/protocol.h"
+
+namespace vrqt::agent {
+
+namespace {
+
+// How long a request waits for a busy GUI thread before it answers "busy".
+constexpr std::chrono::milliseconds kGuiLimit{ 10000 };
+
+QString text(const std::string &value)
+{
+    return QString::fromStdString(value);
+}
+
+} // namespace
+
+struct RequestHandlers::Entry
+{
+    const char *name;
+    Thread thread;
+    Reply (RequestHandlers::*handler)(const QJsonObject &params);
+};
+
+const RequestHandlers::Entry RequestHandlers::table[] = {
+    { "hello", Thread::Serving, &RequestHandlers::hello },
+    { "status", Thread::Gui, &RequestHandlers::status },
+    { "tree", Thread::Gui, &RequestHandlers::tree },
+    { "quit", Thread::Serving, &RequestHandlers::quit },
+};
+
+RequestHandlers::RequestHandlers(GuiExecutor &executor, ModuleView &module, ProcessFacts facts)
+    : executor(executor), module(module), facts(std::move(facts))
+{
+}
+
+QStringList RequestHandlers::names()
+{
+    QStringList result;
+    for (const Entry &entry : table)
+        result.append(QLatin1String(entry.name));
+    return result;
+}
+
+Reply RequestHandlers::handle(const protocol::Request &request)
+{
+    for (const Entry &entry : table) {
+        if (request.name != QLatin1String(entry.name))
+            continue;
+        try {
+            if (entry.thread == Thread::Serving)
+                return (this->*entry.handler)(request.params);
+            const QJsonObject params = request.params;
+            const auto handler = entry.handler;
+            return onGuiThread([this, handler, params] { return (this->*handler)(params); });
+        } catch (...) {
+            return Reply::failure(protocol::error::kInternal, QStringLiteral("the request failed unexpectedly"));
+        }
+    }
+    return Reply::failure(protocol::error::kUnknownRequest,
+                          QStringLiteral("unknown request \"%1\"; known are: %2").arg(request.name, names().join(QStringLiteral(", "))));
+}
+
+Reply RequestHandlers::onGuiThread(std::function<Reply()> work)
+{
+    // The slot outlives this call when the GUI thread runs the work late.
+    auto slot = std::make_shared<Reply>();
+    const GuiExecutor::Outcome outcome = executor.run([slot, work] { *slot = work(); }, kGuiLimit);
+    switch (outcome) {
+    case GuiExecutor::Outcome::Done:
+        return *slot;
+    case GuiExecutor::Outcome::Failed:
+        return Reply::failure(protocol::error::kInternal, QStringLiteral("the request failed unexpectedly on the GUI thread"));
+    case GuiExecutor::Outcome::TimedOut:
+        return Reply::failure(protocol::error::kBusy, QStringLiteral("the GUI thread did not take the request within %1 ms").arg(kGuiLimit.count()));
+    case GuiExecutor::Outcome::Abandoned:
+        break;
+    }
+    return Reply::failure(protocol::error::kClosing, QStringLiteral("the application is closing"));
+}
+
+Reply RequestHandlers::hello(const QJsonObject &)
+{
+    return Reply::success(QJsonObject{
+        { QStringLiteral("protocol"), protocol::kVersion },
+        { QStringLiteral("agent"), QStringLiteral(VRQT_VERSION) },
+        { QStringLiteral("qtVersion"), QLatin1String(qVersion()) },
+        { QStringLiteral("pid"), double(::getpid()) },
+        { QStringLiteral("program"), text(facts.programPath) },
+        { QStringLiteral("widgets"), facts.widgets },
+        { QStringLiteral("module"), text(facts.modulePath) },
+        { QStringLiteral("requests"), QJsonArray::fromStringList(names()) },
+    });
+}
+
+Reply RequestHandlers::status(const QJsonObject &)
+{
+    QJsonObject result{ { QStringLiteral("widgets"), facts.widgets } };
+    const std::vector<NativeWindow> windows = nativeWindows();
+    int topLevels = 0, visibleTopLevels = 0;
+    for (const NativeWindow &window : windows) {
+        if (window.parent)
+            continue;
+        ++topLevels;
+        visibleTopLevels += window.visible ? 1 : 0;
+    }
+    result.insert(QStringLiteral("topLevelWindows"), topLevels);
+    result.insert(QStringLiteral("visibleTopLevelWindows"), visibleTopLevels);
+    if (!facts.widgets) {
+        result.insert(QStringLiteral("mainWidgetShown"), false);
+        return Reply::success(result);
+    }
+    if (!module.ensureLoaded())
+        return Reply::failure(protocol::error::kModuleUnavailable, text(module.error()));
+    WidgetTree tree(module.objects(), module.widgets());
+    result.insert(QStringLiteral("mainWidgetShown"), tree.mainWidgetShown(windows));
+    return Reply::success(result);
+}
+
+Reply RequestHandlers::tree(const QJsonObject &)
+{
+    if (!facts.widgets)
+        return Reply::failure(protocol::error::kNoWidgets, QStringLiteral("the application is not a Qt Widgets application (no QApplication)"));
+    if (!module.ensureLoaded())
+        return Reply::failure(protocol::error::kModuleUnavailable, text(module.error()));
+    WidgetTree tree(module.objects(), module.widgets());
+    return Reply::success(tree.build(nativeWindows()));
+}
+
+Reply RequestHandlers::quit(const QJsonObject &)
+{
+    Reply reply = Reply::success(QJsonObject{ { QStringLiteral("quitting"), true } });
+    GuiExecutor *gui = &executor;
+    // QCoreApplication::quit leaves every event loop of the GUI thread,
+    // nested and modal ones included; close events are not sent, so no
+    // "save changes?" question can hold the application open.
+    reply.afterSending = [gui] { gui->post([] { QCoreApplication::quit(); }); };
+    return reply;
+}
+
+} // namespace vrqt::agent

@@ -1,0 +1,49 @@
+// vrqt's side of the conversation with the agent in the program.
+#pragma once
+
+#include <QJsonObject>
+#include <QJsonValue>
+
+#include <memory>
+#include <string>
+
+#include "host/protocol/channel.h"
+#include "host/protocol/message.h"
+#include "host/protocol/rendezvous.h"
+
+namespace vrqt::cli {
+
+class ChildProcess;
+
+struct CallResult
+{
+    enum class Kind { Ok, Refused, Failed };
+    Kind kind = Kind::Failed;
+    QJsonValue result;      // Ok
+    protocol::Error error;  // Refused: the agent's error
+    std::string message;    // Refused and Failed: for the user
+    bool ok() const { return kind == Kind::Ok; }
+};
+
+class AgentSession
+{
+public:
+    // interruptDescriptor ends any wait when it becomes readable.
+    AgentSession(ChildProcess &program, int interruptDescriptor) : program(program), interrupt(interruptDescriptor) {}
+
+    // Waits until the program's agent connects; connections of other users
+    // are refused on the way. False with a message for the user.
+    bool connect(protocol::PrivateListener &listener, protocol::Deadline deadline, std::string *error);
+    bool connected() const { return channel != nullptr; }
+
+    // Sends one request and waits for the response with the same id.
+    CallResult call(const QString &name, const QJsonObject &params, protocol::Deadline deadline);
+
+private:
+    ChildProcess &program;
+    int interrupt;
+    std::unique_ptr<protocol::Channel> channel;
+    int nextId = 1;
+};
+
+} // namespace vrqt::cli

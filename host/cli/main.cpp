@@ -1,0 +1,38 @@
+// vrqt: the reference host's command-line program.
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "host/cli/options.h"
+#include "host/cli/treecommand.h"
+
+int main(int argc, char *argv[])
+{
+    using namespace vrqt::cli;
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    const std::string command = arguments.empty() ? std::string() : arguments.front();
+    if (command == "-h" || command == "--help" || command == "help") {
+        std::fputs(usage().c_str(), stdout);
+        return kSuccess;
+    }
+    if (command == "--version") {
+        std::printf("vrqt %s\n", VRQT_VERSION);
+        return kSuccess;
+    }
+    if (command != "tree") {
+        std::fprintf(stderr, "vrqt: %s\n%s", command.empty() ? "no command given" : ("unknown command \"" + command + "\"").c_str(),
+                     usage().c_str());
+        return kUsage;
+    }
+    TreeOptions options;
+    std::string error;
+    if (!parseTreeOptions({ arguments.begin() + 1, arguments.end() }, &options, &error)) {
+        std::fprintf(stderr, "vrqt: %s\n", error.c_str());
+        return kUsage;
+    }
+    if (options.help) {
+        std::fputs(usage().c_str(), stdout);
+        return kSuccess;
+    }
+    return runTree(options);
+}

@@ -1,0 +1,86 @@
+#include "host/cli/treetext.h"
+
+#include <QJsonArray>
+
+namespace vrqt::cli {
+
+namespace {
+
+// Quoted, with the characters that would break a line or a quote escaped.
+std::string quoted(const QJsonValue &value)
+{
+    if (!value.isString())
+        return "?";
+    std::string result = "\"";
+    for (char character : value.toString().toStdString()) {
+        switch (character) {
+        case '"': result += "\\\""; break;
+        case '\\': result += "\\\\"; break;
+        case '\n': result += "\\n"; break;
+        case '\r': result += "\\r"; break;
+        case '\t': result += "\\t"; break;
+        default: result += character;
+        }
+    }
+    return result + "\"";
+}
+
+std::string number(const QJsonValue &value)
+{
+    return value.isDouble() ? std::to_string(static_cast<long long>(value.toDouble())) : std::string("?");
+}
+
+std::string flag(const QJsonValue &value, const char *whenTrue, const char *whenFalse)
+{
+    if (!value.isBool())
+        return std::string(whenTrue) + "=?";
+    return value.toBool() ? whenTrue : whenFalse;
+}
+
+void renderNode(const QJsonObject &node, int depth, bool main, std::string *out)
+{
+    std::string line(std::size_t(depth) * 2, ' ');
+    line += node.value(QLatin1String("className")).toString(QStringLiteral("?")).toStdString();
+    const bool widget = node.value(QLatin1String("widget")).toBool(true);
+    if (widget) {
+        line += " index=" + number(node.value(QLatin1String("qtIndex")));
+        line += " text=" + quoted(node.value(QLatin1String("qtText")));
+    }
+    line += " name=" + quoted(node.value(QLatin1String("objectName")));
+    if (widget) {
+        line += " pos=" + number(node.value(QLatin1String("x"))) + "," + number(node.value(QLatin1String("y")));
+        line += " size=" + number(node.value(QLatin1String("width"))) + "x" + number(node.value(QLatin1String("height")));
+        line += " screen=" + number(node.value(QLatin1String("screenX"))) + "," + number(node.value(QLatin1String("screenY")));
+    }
+    line += " " + flag(node.value(QLatin1String("visible")), "visible", "hidden");
+    if (widget)
+        line += " " + flag(node.value(QLatin1String("enabled")), "enabled", "disabled");
+    if (node.value(QLatin1String("native")).toBool())
+        line += " native window=" + number(node.value(QLatin1String("window")));
+    else
+        line += " alien";
+    if (!widget)
+        line += " no-widget";
+    if (main)
+        line += " main";
+    line += " address=" + node.value(QLatin1String("address")).toString(QStringLiteral("?")).toStdString();
+    *out += line + "\n";
+    for (const QJsonValue &child : node.value(QLatin1String("children")).toArray())
+        renderNode(child.toObject(), depth + 1, false, out);
+}
+
+} // namespace
+
+std::string renderTreeText(const QJsonObject &tree)
+{
+    std::string out;
+    const QJsonValue mainWindow = tree.value(QLatin1String("mainWindow"));
+    for (const QJsonValue &window : tree.value(QLatin1String("windows")).toArray()) {
+        const QJsonObject node = window.toObject();
+        const bool main = mainWindow.isDouble() && node.value(QLatin1String("window")) == mainWindow;
+        renderNode(node, 0, main, &out);
+    }
+    return out;
+}
+
+} // namespace vrqt::cli

@@ -1,0 +1,110 @@
+#include "host/protocol/channel.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace vrqt::protocol {
+
+Channel::Channel(int descriptor) : socket(descriptor) {}
+
+Channel::~Channel()
+{
+    if (socket >= 0)
+        ::close(socket);
+}
+
+void Channel::shutdown()
+{
+    shutDown = true;
+    // shutdown(2), not close(2): the descriptor number stays ours until the
+    // destructor, so a blocked poll cannot end up watching a reused number.
+    ::shutdown(socket, SHUT_RDWR);
+}
+
+Channel::Status Channel::send(const std::string &line, Deadline deadline)
+{
+    std::size_t written = 0;
+    while (written < line.size()) {
+        if (shutDown)
+            return Status::Closed;
+        const ssize_t count = ::send(socket, line.data() + written, line.size() - written, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (count >= 0) {
+            written += std::size_t(count);
+            continue;
+        }
+        if (errno == EINTR)
+            continue;
+        if (errno == EPIPE || errno == ECONNRESET)
+            return Status::Closed;
+        if (errno != EAGAIN && errno != EWOULDBLOCK)
+            return Status::Failed;
+        pollfd entry{ socket, POLLOUT, 0 };
+        const int ready = ::poll(&entry, 1, deadline.pollTimeout());
+        if (ready == 0)
+            return Status::TimedOut;
+        if (ready < 0 && errno != EINTR)
+            return Status::Failed;
+    }
+    return Status::Ok;
+}
+
+Channel::Status Channel::receive(std::string *line, Deadline deadline, const std::vector<int> &stopDescriptors)
+{
+    std::vector<pollfd> watched;
+    watched.push_back({ socket, POLLIN, 0 });
+    for (int descriptor : stopDescriptors)
+        watched.push_back({ descriptor, POLLIN, 0 });
+    for (;;) {
+        if (std::optional<std::string> next = buffer.takeLine()) {
+            *line = std::move(*next);
+            return Status::Ok;
+        }
+        if (buffer.overflowed())
+            return Status::TooLong;
+        if (shutDown)
+            return Status::Closed;
+        for (pollfd &entry : watched)
+            entry.revents = 0;
+        const int ready = ::poll(watched.data(), watched.size(), deadline.pollTimeout());
+        if (ready < 0) {
+            if (errno == EINTR)
+                continue;
+            return Status::Failed;
+        }
+        if (ready == 0)
+            return Status::TimedOut;
+        for (std::size_t index = 1; index < watched.size(); ++index) {
+            if (watched[index].revents)
+                return Status::Stopped;
+        }
+        char chunk[16384];
+        const ssize_t count = ::recv(socket, chunk, sizeof chunk, MSG_DONTWAIT);
+        if (count > 0) {
+            buffer.append(chunk, std::size_t(count));
+            continue;
+        }
+        if (count == 0)
+            return Status::Closed; // an unterminated last line is dropped: it was never sent whole
+        if (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK)
+            continue;
+        return errno == ECONNRESET ? Status::Closed : Status::Failed;
+    }
+}
+
+const char *describe(Channel::Status status)
+{
+    switch (status) {
+    case Channel::Status::Ok: return "ok";
+    case Channel::Status::Closed: return "the other side closed the connection";
+    case Channel::Status::TimedOut: return "timed out";
+    case Channel::Status::Stopped: return "interrupted";
+    case Channel::Status::TooLong: return "a line was longer than the protocol allows";
+    case Channel::Status::Failed: return "the connection failed";
+    }
+    return "unknown";
+}
+
+} // namespace vrqt::protocol

@@ -1,0 +1,44 @@
+// One end of a connected stream socket that carries lines.
+#pragma once
+
+#include <atomic>
+#include <string>
+#include <vector>
+
+#include "host/protocol/deadline.h"
+#include "host/protocol/linebuffer.h"
+
+namespace vrqt::protocol {
+
+class Channel
+{
+public:
+    enum class Status { Ok, Closed, TimedOut, Stopped, TooLong, Failed };
+
+    // Takes ownership of a connected socket.
+    explicit Channel(int descriptor);
+    Channel(const Channel &) = delete;
+    Channel &operator=(const Channel &) = delete;
+    ~Channel();
+
+    // Writes all of line; a peer that went away gives Closed, never SIGPIPE.
+    Status send(const std::string &line, Deadline deadline);
+    // Waits for the next line. Any of stopDescriptors becoming readable ends
+    // the wait with Stopped, and the line stays buffered for a later call.
+    Status receive(std::string *line, Deadline deadline, const std::vector<int> &stopDescriptors = {});
+    // Any thread: ends the conversation, waking a thread blocked in send or
+    // receive, which then sees Closed.
+    void shutdown();
+
+    int descriptor() const { return socket; }
+
+private:
+    int socket;
+    LineBuffer buffer;
+    std::atomic<bool> shutDown{ false };
+};
+
+// Text for a status, for messages.
+const char *describe(Channel::Status status);
+
+} // namespace vrqt::protocol

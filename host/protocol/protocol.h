@@ -1,0 +1,36 @@
+// Names the command-line program and the in-process agent share: the
+// environment that carries the rendezvous, the protocol's version, its error
+// codes and its limits. docs/protocol.md describes the conversation.
+#pragma once
+
+#include <cstddef>
+
+namespace vrqt::protocol {
+
+// Raised when a request or response changes incompatibly; new requests and
+// new members of a result do not raise it.
+constexpr int kVersion = 1;
+
+// The socket the agent connects to; the agent removes it from its process's
+// environment, so that programs it starts do not connect as well.
+constexpr char kSocketVariable[] = "VRQT_AGENT_SOCKET";
+
+// A longer line ends the conversation: the stream cannot be trusted after it.
+constexpr std::size_t kMaximumLineLength = 64u * 1024u * 1024u;
+
+// The error codes a response may carry; clients treat unknown codes like
+// "internal".
+namespace error {
+constexpr char kParse[] = "parse-error";             // the line is not JSON
+constexpr char kInvalidRequest[] = "invalid-request"; // JSON, but not a request
+constexpr char kUnknownRequest[] = "unknown-request";
+constexpr char kInvalidParams[] = "invalid-params";
+constexpr char kLineTooLong[] = "line-too-long";
+constexpr char kNoWidgets[] = "no-widgets";           // the application is not a QApplication
+constexpr char kModuleUnavailable[] = "module-unavailable";
+constexpr char kBusy[] = "busy";                      // the GUI thread did not take the work in time
+constexpr char kClosing[] = "closing";                // the application is shutting down
+constexpr char kInternal[] = "internal";
+} // namespace error
+
+} // namespace vrqt::protocol

@@ -1,0 +1,55 @@
+#include "values/propertyvalues.h"
+
+#include "values/hostarguments.h"
+#include "values/qttemporary.h"
+#include "values/qtcompat.h"
+#include "values/valuestorage.h"
+
+void DescribePropertyType(const QMetaProperty &property, QtTypeDescription &out)
+{
+    CQtTypeTable::DescribeType(property.typeName(), out, PropertyTypeMask);
+    if (out.vt == VT_ILLEGAL && (property.isFlagType() || property.isEnumType())) {
+        out.vt = VT_I4;
+        out.typeName = QStringLiteral("long");
+        out.isObject = false;
+    }
+}
+
+HRESULT PropertyValueToVariant(const QVariant &value, const QtTypeDescription &description, const HostWrapper &host,
+                               VARIANT *result)
+{
+    if (!result)
+        return E_POINTER;
+    if (!value.isValid())
+        return E_FAIL;
+    void *storage = CreateValueFromQVariant(value, description.typeName);
+    if (!storage && !description.isObject) {
+        result->vt = VT_EMPTY;
+        return S_OK;
+    }
+    return DeliverStorage(storage, description, host, WrapFailure::Report, result);
+}
+
+QVariant PropertyWriteValue(const VARIANT &value, const QtTypeDescription &description, const QMetaProperty &property)
+{
+    const void *data = ArgumentDataPointer(value, description);
+    int typeId = QtCompat::MetaTypeId(description.typeName.toLatin1());
+    unsigned long temporary = 0;
+    if (property.isEnumType()) {
+        // Qt 5's write refuses a long for an enumeration; its int has the
+        // automation LONG's width, so the value arrives exactly.
+        typeId = QMetaType::Int;
+    } else if (data && !description.isObject) {
+        const QtTemporary kind = QtTemporaryFor(description.typeName);
+        if (kind != QtTemporary::None && description.pointerDepth == 0) {
+            ToQtValue(kind, data, &temporary);
+            data = &temporary;
+        }
+    }
+    QVariant variant = QtCompat::VariantFromData(typeId, data);
+    if (QtCompat::VariantTypeId(variant) == QMetaType::Bool) {
+        QtCompat::ConvertVariant(variant, QMetaType::Int);
+        QtCompat::ConvertVariant(variant, QMetaType::Bool);
+    }
+    return variant;
+}

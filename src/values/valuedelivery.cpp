@@ -1,0 +1,49 @@
+#include "values/valuedelivery.h"
+
+#include "values/valuestorage.h"
+#include "values/variantdata.h"
+
+HRESULT WrapValue(IvrQtHostObjectFactory *factory, void *storage, int hostContext, BSTR typeName, IDispatch **result)
+{
+    if (!factory || !result)
+        return E_POINTER;
+    return factory->WrapStorage(storage, hostContext, typeName, VARIANT_TRUE, VARIANT_TRUE, VARIANT_TRUE, result);
+}
+
+HRESULT DeliverStorage(void *storage, const QtTypeDescription &description, const HostWrapper &host, WrapFailure onWrapFailure,
+                       VARIANT *result)
+{
+    if (!description.isObject) {
+        result->vt = description.vt;
+        if (storage)
+            StoreRawInVariant(storage, *result);
+        DestroyValue(storage, description.typeName); // nothing reads it again
+        return S_OK;
+    }
+    int hostContext = 0;
+    if (host.hostContext) {
+        const HRESULT hr = host.hostContext(&hostContext);
+        if (FAILED(hr)) {
+            DestroyValue(storage, description.typeName);
+            return hr;
+        }
+    }
+    // The name goes to the host as its Latin-1 text.
+    const QString latin1Name = QString::fromLatin1(description.typeName.toLatin1());
+    BSTR typeName = SysAllocStringLen(reinterpret_cast<const OLECHAR *>(latin1Name.utf16()), UINT(latin1Name.size()));
+    if (!typeName) {
+        DestroyValue(storage, description.typeName);
+        return E_OUTOFMEMORY;
+    }
+    IDispatch *wrapped = nullptr;
+    const HRESULT hr = WrapValue(host.factory, storage, hostContext, typeName, &wrapped);
+    SysFreeString(typeName);
+    // Once offered, the storage is the wrapper's, even when the wrap failed.
+    if (!host.factory)
+        DestroyValue(storage, description.typeName);
+    if (FAILED(hr) && onWrapFailure == WrapFailure::Report)
+        return hr;
+    result->vt = VT_DISPATCH;
+    result->pdispVal = wrapped;
+    return S_OK;
+}

@@ -1,0 +1,101 @@
+// Requests and responses: what is accepted, what is refused with which code.
+#include <gtest/gtest.h>
+
+#include <QJsonArray>
+
+#include "host/protocol/message.h"
+#include "host/protocol/protocol.h"
+
+using namespace vrqt::protocol;
+
+TEST(Message, ParsesRequestsAndRefusesMalformedOnes)
+{
+    struct Row {
+        const char *name;
+        const char *line;
+        const char *errorCode; // null when the request is valid
+        QJsonValue id;         // what the request (or its refusal) names
+        const char *request;
+    } rows[] = {
+        { "integer id", R"({"id":7,"request":"tree"})", nullptr, 7, "tree" },
+        { "string id", R"({"id":"a","request":"hello"})", nullptr, QStringLiteral("a"), "hello" },
+        { "negative id", R"({"id":-3,"request":"hello"})", nullptr, -3, "hello" },
+        { "params object", R"({"id":1,"request":"x","params":{"depth":2}})", nullptr, 1, "x" },
+        { "null params", R"({"id":1,"request":"x","params":null})", nullptr, 1, "x" },
+        { "unknown members are ignored", R"({"id":1,"request":"x","future":true})", nullptr, 1, "x" },
+        { "not JSON", "tree please", error::kParse, QJsonValue(), "" },
+        { "truncated JSON", R"({"id":1,"request":)", error::kParse, QJsonValue(), "" },
+        { "empty line", "", error::kParse, QJsonValue(), "" },
+        { "an array", "[1,2]", error::kInvalidRequest, QJsonValue(), "" },
+        { "no id", R"({"request":"tree"})", error::kInvalidRequest, QJsonValue(), "" },
+        { "fractional id", R"({"id":1.5,"request":"tree"})", error::kInvalidRequest, QJsonValue(), "" },
+        { "id beyond exact integers", R"({"id":1e300,"request":"tree"})", error::kInvalidRequest, QJsonValue(), "" },
+        { "boolean id", R"({"id":true,"request":"tree"})", error::kInvalidRequest, QJsonValue(), "" },
+        { "no request, id kept", R"({"id":4})", error::kInvalidRequest, 4, "" },
+        { "empty request name", R"({"id":4,"request":""})", error::kInvalidRequest, 4, "" },
+        { "request not a string", R"({"id":4,"request":5})", error::kInvalidRequest, 4, "" },
+        { "params an array", R"({"id":4,"request":"x","params":[]})", error::kInvalidRequest, 4, "" },
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        Request request;
+        Error error;
+        const bool parsed = parseRequest(row.line, &request, &error);
+        EXPECT_EQ(parsed, row.errorCode == nullptr);
+        if (row.errorCode) {
+            EXPECT_EQ(error.code.toStdString(), row.errorCode);
+            EXPECT_FALSE(error.message.isEmpty());
+        } else {
+            EXPECT_EQ(request.name.toStdString(), row.request);
+        }
+        EXPECT_EQ(request.id, row.id);
+    }
+}
+
+TEST(Message, RequestsAndResponsesSurviveTheirOwnEncoding)
+{
+    Request request;
+    Error error;
+    const std::string requestLine = encodeRequest(12, QStringLiteral("tree"), { { QStringLiteral("depth"), 3 } });
+    ASSERT_EQ(requestLine.back(), '\n');
+    ASSERT_TRUE(parseRequest(requestLine.substr(0, requestLine.size() - 1), &request, &error));
+    EXPECT_EQ(request.id, QJsonValue(12));
+    EXPECT_EQ(request.params.value(QStringLiteral("depth")).toInt(), 3);
+
+    Response response;
+    QString reason;
+    const QJsonObject result{ { QStringLiteral("text"), QStringLiteral("line\nbreak") } };
+    const std::string resultLine = encodeResult(QStringLiteral("r1"), result);
+    EXPECT_EQ(resultLine.find('\n'), resultLine.size() - 1) << "a response is exactly one line";
+    ASSERT_TRUE(parseResponse(resultLine, &response, &reason)) << reason.toStdString();
+    EXPECT_TRUE(response.ok);
+    EXPECT_EQ(response.id, QJsonValue(QStringLiteral("r1")));
+    EXPECT_EQ(response.result.toObject(), result);
+
+    const std::string errorLine = encodeError(QJsonValue(), { QLatin1String(error::kBusy), QStringLiteral("later") });
+    ASSERT_TRUE(parseResponse(errorLine, &response, &reason));
+    EXPECT_FALSE(response.ok);
+    EXPECT_TRUE(response.id.isNull());
+    EXPECT_EQ(response.error.code, QLatin1String(error::kBusy));
+    EXPECT_EQ(response.error.message, QStringLiteral("later"));
+}
+
+TEST(Message, RefusesLinesThatAreNoResponse)
+{
+    const char *const lines[] = { "", "[]", R"({"id":1})", R"({"id":1,"ok":"yes"})" };
+    for (const char *line : lines) {
+        SCOPED_TRACE(line);
+        Response response;
+        QString reason;
+        EXPECT_FALSE(parseResponse(line, &response, &reason));
+        EXPECT_FALSE(reason.isEmpty());
+    }
+}
+
+TEST(Message, AnErrorWithoutCodeCountsAsInternal)
+{
+    Response response;
+    QString reason;
+    ASSERT_TRUE(parseResponse(R"({"id":1,"ok":false})", &response, &reason));
+    EXPECT_EQ(response.error.code, QLatin1String(error::kInternal));
+}

@@ -1,0 +1,105 @@
+// A plain Qt Widgets program for the agent's tests. It knows nothing of the
+// agent or the module; the tests preload the agent into it.
+//
+// What the tests look for: a tool window shown before the main window (so Qt
+// lists it first), a main window with a tab widget, three push buttons and a
+// label side by side, a native surface with a button inside, a disabled edit
+// on the hidden tab, and a dialog that is never shown.
+//
+// --environment-file FILE writes the agent's variables as the program sees
+// them once it runs, one "NAME=value" a line.
+#include <QApplication>
+#include <QFile>
+#include <QDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMainWindow>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+namespace {
+
+QWidget *buttonsPage()
+{
+    auto *page = new QWidget;
+    page->setObjectName(QStringLiteral("buttonsPage"));
+    auto *layout = new QVBoxLayout(page);
+    const char *const buttons[][2] = { { "firstButton", "First" }, { "secondButton", "Second" }, { "thirdButton", "Third" } };
+    for (const auto &button : buttons) {
+        auto *push = new QPushButton(QLatin1String(button[1]));
+        push->setObjectName(QLatin1String(button[0]));
+        layout->addWidget(push);
+    }
+    auto *caption = new QLabel(QStringLiteral("Caption"));
+    caption->setObjectName(QStringLiteral("caption"));
+    layout->addWidget(caption);
+
+    auto *surface = new QWidget;
+    surface->setObjectName(QStringLiteral("nativeSurface"));
+    // Only the surface gets a window of its own; its ancestors stay alien.
+    surface->setAttribute(Qt::WA_DontCreateNativeAncestors);
+    surface->setAttribute(Qt::WA_NativeWindow);
+    surface->setMinimumSize(200, 80);
+    auto *inside = new QPushButton(QStringLiteral("Inside"), surface);
+    inside->setObjectName(QStringLiteral("insideButton"));
+    // Qt gives the siblings of a native widget native windows too; as the
+    // holder's only child the surface leaves the buttons alien.
+    auto *holder = new QWidget;
+    holder->setObjectName(QStringLiteral("surfaceHolder"));
+    auto *holderLayout = new QVBoxLayout(holder);
+    holderLayout->setContentsMargins(0, 0, 0, 0);
+    holderLayout->addWidget(surface);
+    layout->addWidget(holder);
+    return page;
+}
+
+QWidget *formPage()
+{
+    auto *page = new QWidget;
+    page->setObjectName(QStringLiteral("formPage"));
+    auto *layout = new QVBoxLayout(page);
+    auto *edit = new QLineEdit(QStringLiteral("read only"));
+    edit->setObjectName(QStringLiteral("lockedEdit"));
+    edit->setEnabled(false);
+    layout->addWidget(edit);
+    return page;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QApplication app(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    const int fileArgument = arguments.indexOf(QStringLiteral("--environment-file"));
+    if (fileArgument > 0 && fileArgument + 1 < arguments.size()) {
+        QFile file(arguments.at(fileArgument + 1));
+        if (!file.open(QIODevice::WriteOnly))
+            return 2;
+        for (const char *name : { "LD_PRELOAD", "VRQT_AGENT_SOCKET" })
+            file.write(QByteArray(name) + '=' + qgetenv(name) + '\n');
+    }
+
+    QWidget tool(nullptr, Qt::Tool);
+    tool.setObjectName(QStringLiteral("toolWindow"));
+    tool.setWindowTitle(QStringLiteral("Tool"));
+    tool.resize(120, 60);
+    tool.show();
+
+    QMainWindow window;
+    window.setObjectName(QStringLiteral("hostWindow"));
+    window.setWindowTitle(QStringLiteral("Host Window"));
+    auto *pages = new QTabWidget;
+    pages->setObjectName(QStringLiteral("pages"));
+    pages->addTab(buttonsPage(), QStringLiteral("Buttons"));
+    pages->addTab(formPage(), QStringLiteral("Form"));
+    window.setCentralWidget(pages);
+    window.resize(400, 300);
+
+    QDialog neverShown(&window);
+    neverShown.setObjectName(QStringLiteral("neverShownDialog"));
+
+    window.show();
+    return app.exec();
+}
