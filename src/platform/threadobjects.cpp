@@ -23,6 +23,9 @@ namespace {
 struct ThreadRegistry {
     std::mutex lock;
     std::unordered_map<DWORD, std::weak_ptr<ThreadRecord>> records; // guarded by lock
+    // Records of threads that have calls queued but have not waited here
+    // yet, kept until the thread adopts its record; guarded by lock.
+    std::unordered_map<DWORD, std::shared_ptr<ThreadRecord>> queuedBeforeAdoption;
 };
 
 // Deliberately never destroyed: threads end during and after static teardown.
@@ -158,6 +161,7 @@ std::shared_ptr<ThreadRecord> attachThread(DWORD id)
     std::lock_guard<std::mutex> guard(threads.lock);
     std::weak_ptr<ThreadRecord> &slot = threads.records[id];
     std::shared_ptr<ThreadRecord> record = slot.lock();
+    threads.queuedBeforeAdoption.erase(id);
     // An earlier thread with the same id shows a different start time, and
     // so reads as ended here.
     if (record && !record->hasEnded()) {
@@ -197,6 +201,19 @@ ThreadRecord &currentThreadRecord()
     if (!attachment.record)
         attachment.record = attachThread(GetCurrentThreadId());
     return *attachment.record;
+}
+
+// A call queued to a thread that has not waited here yet lives in the
+// record OpenThread made; closing the last handle must not lose it (on
+// Windows closing a handle cancels nothing), so the registry keeps the
+// record until the thread adopts it.
+void keepUntilAdopted(const std::shared_ptr<ThreadRecord> &record)
+{
+    if (!record->needsPolling())
+        return;
+    ThreadRegistry &threads = registry();
+    std::lock_guard<std::mutex> guard(threads.lock);
+    threads.queuedBeforeAdoption[record->id()] = record;
 }
 
 std::shared_ptr<ThreadRecord> threadRecordFor(DWORD id)
@@ -291,5 +308,6 @@ PLATFORM_API DWORD QueueUserAPC(PAPCFUNC function, HANDLE thread, ULONG_PTR data
         SetLastError(ERROR_GEN_FAILURE);
         return 0;
     }
+    keepUntilAdopted(record);
     return 1;
 }

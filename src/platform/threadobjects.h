@@ -66,5 +66,7 @@ ThreadRecord &currentThreadRecord();
 // The record of a live thread of this process, made when needed; null when
 // no such thread lives. Any thread; takes the registry lock.
 std::shared_ptr<ThreadRecord> threadRecordFor(DWORD id);
+// Keeps a record with queued calls alive until its thread adopts it.
+void keepUntilAdopted(const std::shared_ptr<ThreadRecord> &record);
 
 } // namespace platform

@@ -212,6 +212,32 @@ TEST(QueuedCalls, RunInOrderOnlyInAlertableWaits)
     CloseHandle(self);
 }
 
+TEST(QueuedCalls, SurviveTheHandleOfAThreadThatHasNotWaitedYet)
+{
+    // The thread has never entered a wait of this library; the caller
+    // queues, closes its handle, and only then lets the thread wait.
+    std::atomic<DWORD> id{ 0 };
+    std::atomic<int> phase{ 0 };
+    DWORD result = 0;
+    std::thread waiter([&] {
+        id = GetCurrentThreadId();
+        phase = 1;
+        while (phase.load() != 2)
+            std::this_thread::yield();
+        result = SleepEx(kLimit, TRUE);
+    });
+    while (phase.load() != 1)
+        std::this_thread::yield();
+    HANDLE thread = OpenThread(THREAD_SET_CONTEXT, FALSE, id);
+    std::atomic<long> count{ 0 };
+    ASSERT_NE(QueueUserAPC(countCall, thread, reinterpret_cast<ULONG_PTR>(&count)), 0u);
+    CloseHandle(thread);
+    phase = 2;
+    waiter.join();
+    EXPECT_EQ(result, DWORD(WAIT_IO_COMPLETION));
+    EXPECT_EQ(count.load(), 1) << "closing the handle cancels nothing";
+}
+
 TEST(QueuedCalls, WakeAnAlertableWaitFromAnotherThread)
 {
     HANDLE started = CreateEventW(nullptr, TRUE, FALSE, nullptr);
