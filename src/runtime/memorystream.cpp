@@ -173,6 +173,16 @@ HRESULT MemoryStreamBase<Derived>::Write(const void *buffer, ULONG count)
 }
 
 template <typename Derived>
+HRESULT MemoryStreamBase<Derived>::readStringLength(BSTR *value, ULONG &length)
+{
+    const HRESULT hr = ReadUInt32(&length);
+    if (FAILED(hr) || length != 0)
+        return hr;
+    *value = SysAllocString(u"");
+    return *value ? S_OK : E_OUTOFMEMORY;
+}
+
+template <typename Derived>
 HRESULT MemoryStreamBase<Derived>::ReadBstr(BSTR *value)
 {
     if (!value)
@@ -388,13 +398,9 @@ HRESULT MemoryStream::writeString(BSTR value)
 HRESULT MemoryStream::readString(BSTR *value)
 {
     ULONG length = 0;
-    HRESULT hr = ReadUInt32(&length);
-    if (FAILED(hr))
+    HRESULT hr = readStringLength(value, length);
+    if (FAILED(hr) || length == 0)
         return hr;
-    if (length == 0) {
-        *value = SysAllocString(u"");
-        return *value ? S_OK : E_OUTOFMEMORY;
-    }
     if ((ULONGLONG(length) + 1) * sizeof(OLECHAR) > blockLeft())
         return E_BOUNDS;
     // The terminator is read with the text and dropped, whatever its value.
@@ -420,13 +426,9 @@ HRESULT MemoryStream2::writeString(BSTR value)
 HRESULT MemoryStream2::readString(BSTR *value)
 {
     ULONG length = 0;
-    HRESULT hr = ReadUInt32(&length);
-    if (FAILED(hr))
+    HRESULT hr = readStringLength(value, length);
+    if (FAILED(hr) || length == 0)
         return hr;
-    if (length == 0) {
-        *value = SysAllocString(u"");
-        return *value ? S_OK : E_OUTOFMEMORY;
-    }
     if (ULONGLONG(length) * sizeof(OLECHAR) > blockLeft())
         return E_BOUNDS;
     BSTR text = SysAllocStringLen(nullptr, length);

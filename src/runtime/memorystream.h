@@ -60,6 +60,9 @@ protected:
     HRESULT growTo(ULONG end);
     // Bytes of the block from the position on; reads never pass them.
     ULONG blockLeft() const;
+    // Reads a string's length; an empty string is made here, as both
+    // classes make it.
+    HRESULT readStringLength(BSTR *value, ULONG &length);
 
     BYTE *data = nullptr;
     ULONG size = 0;
