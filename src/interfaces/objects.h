@@ -2,6 +2,7 @@
 // as plain addresses that the host holds as opaque numbers.
 #pragma once
 
+#include "interfaces/dispatch.h"
 #include "interfaces/unknown.h"
 #include "platform/variant.h"
 
@@ -12,6 +13,7 @@ struct QMetaObject;
 
 struct IvrQtObjectController;
 
+DEFINE_IID(IID_IvrQtObjectsManager, 0x07B7FBEE, 0x6464, 0x4604, 0xAE, 0x53, 0xFF, 0xC6, 0xFC, 0x2E, 0x5F, 0x79);
 DEFINE_IID(IID_IvrQtObjectsHelper, 0x779276B1, 0xEA96, 0x4E24, 0xBE, 0xA8, 0x5D, 0x0B, 0xB4, 0x0D, 0xBF, 0xEB);
 DEFINE_IID(IID_IvrQtWidgetsHelper, 0x8F81D52D, 0x3475, 0x4E42, 0xB2, 0x17, 0x41, 0x94, 0x2B, 0x53, 0x05, 0x8A);
 DEFINE_IID(IID_IvrQtObjectController, 0x46FD1EB5, 0x2410, 0x4DD8, 0x81, 0x58, 0xCE, 0xA1, 0x5D, 0xA2, 0x83, 0xFF);
@@ -19,6 +21,15 @@ DEFINE_IID(IID_IvrQtObjectProxy, 0x2CF34B99, 0x9A01, 0x4F02, 0x8F, 0x6A, 0x86, 0
 
 // A native window id as Qt gives it (WId).
 typedef ULONG_PTR NativeWindowId;
+
+// The scripting side of the manager. Initialize hands over the host's
+// object factory (asked for by IID_IvrQtHostObjectFactory on host); only the
+// first call counts. GetObjectTypeInfo gives the dispatch description of
+// object's class, its base classes reachable through GetRefTypeInfo.
+struct IvrQtObjectsManager : IUnknown {
+    virtual HRESULT STDMETHODCALLTYPE Initialize(IUnknown *host) = 0;
+    virtual HRESULT STDMETHODCALLTYPE GetObjectTypeInfo(QObject *object, ITypeInfo **typeInfo) = 0;
+};
 
 struct IvrQtObjectsHelper : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE GetObjectName(QObject *object, BSTR *name) = 0;
