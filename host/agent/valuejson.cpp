@@ -87,7 +87,11 @@ QJsonValue ReadJson(IDispatch *dispatch, DISPID memberId)
     std::vector<VARIANT> none;
     if (FAILED(scripting::InvokeMember(dispatch, memberId, DISPATCH_PROPERTYGET | DISPATCH_METHOD, none, &read)))
         return QJsonValue();
-    const QJsonValue json = read.vt == VT_DISPATCH ? QJsonValue() : ScalarJson(read);
+    QJsonValue json;
+    if (read.vt != VT_DISPATCH)
+        json = ScalarJson(read);
+    else if (const host::Ref<scripting::ValueObject> own = scripting::ValueObject::from(read.pdispVal); own && !own->isObject())
+        json = ReadJson(read.pdispVal, DISPID(DISPID_VALUE)); // a Qt value, as its text: a QString's
     VariantClear(&read);
     return json;
 }

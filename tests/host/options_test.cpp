@@ -1,4 +1,4 @@
-// The command line of `vrqt tree`.
+// The command lines of vrqt's commands.
 #include <gtest/gtest.h>
 
 #include "host/cli/agentlibrary.h"
@@ -15,7 +15,7 @@ TEST(TreeOptions, ReadsOptionsAndTheProgram)
         bool valid;
         bool json;
         std::chrono::milliseconds timeout;
-        std::vector<std::string> command;
+        std::vector<std::string> program;
     } rows[] = {
         { "program only", { "--", "prog" }, true, false, 30s, { "prog" } },
         { "without the separator", { "prog", "-x" }, true, false, 30s, { "prog", "-x" } },
@@ -38,24 +38,24 @@ TEST(TreeOptions, ReadsOptionsAndTheProgram)
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.name);
-        TreeOptions options;
+        CommandOptions options;
         std::string error;
-        EXPECT_EQ(parseTreeOptions(row.arguments, &options, &error), row.valid) << error;
+        EXPECT_EQ(parseCommandLine("tree", row.arguments, &options, &error), row.valid) << error;
         if (!row.valid) {
             EXPECT_FALSE(error.empty());
             continue;
         }
         EXPECT_EQ(options.json, row.json);
         EXPECT_EQ(options.timeout, row.timeout);
-        EXPECT_EQ(options.command, row.command);
+        EXPECT_EQ(options.program, row.program);
     }
 }
 
 TEST(TreeOptions, HelpNeedsNoProgram)
 {
-    TreeOptions options;
+    CommandOptions options;
     std::string error;
-    ASSERT_TRUE(parseTreeOptions({ "--help" }, &options, &error)) << error;
+    ASSERT_TRUE(parseCommandLine("tree", { "--help" }, &options, &error)) << error;
     EXPECT_TRUE(options.help);
     EXPECT_NE(usage().find("vrqt tree"), std::string::npos);
 }
