@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include <QObject>
+
 #include "host/scripting/callcontext.h"
 #include "host/scripting/objectfactory.h"
 #include "host/scripting/valueobject.h"
@@ -155,11 +157,13 @@ void ScriptSession::detach()
     host::Ref<IvrQtObjectsManager> oldManager;
     host::Ref<IvrQtObjectsHelper> oldObjects;
     host::Ref<HostObjectFactory> oldFactory;
+    std::unordered_map<const QMetaObject *, host::Ref<ITypeInfo>> oldTypeInfos;
     {
         std::lock_guard<std::mutex> locked(lock);
         std::swap(oldManager, manager);
         std::swap(oldObjects, objects);
         std::swap(oldFactory, factory);
+        std::swap(oldTypeInfos, typeInfos);
     }
     // Released outside the lock: a last reference may run the module's code.
 }
@@ -214,7 +218,24 @@ HRESULT ScriptSession::typeInfoOf(QObject *object, ITypeInfo **typeInfo)
     const host::Ref<IvrQtObjectsManager> scripting = currentManager();
     if (!scripting)
         return RPC_E_DISCONNECTED;
-    return scripting->GetObjectTypeInfo(object, typeInfo);
+    if (!object)
+        return E_INVALIDARG;
+    const QMetaObject *meta = object->metaObject();
+    std::unique_lock<std::mutex> locked(lock);
+    const auto known = typeInfos.find(meta);
+    if (known != typeInfos.end()) {
+        *typeInfo = known->second.get();
+        (*typeInfo)->AddRef();
+        return S_OK;
+    }
+    locked.unlock();
+    const HRESULT hr = scripting->GetObjectTypeInfo(object, typeInfo);
+    if (SUCCEEDED(hr) && *typeInfo) {
+        (*typeInfo)->AddRef();
+        locked.lock();
+        typeInfos[meta] = host::Ref<ITypeInfo>(*typeInfo);
+    }
+    return hr;
 }
 
 HRESULT ScriptSession::memberId(QObject *object, LPOLESTR name, DISPID *id)

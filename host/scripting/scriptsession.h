@@ -14,6 +14,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <unordered_map>
 
 #include "host/modulehost.h"
 #include "host/scripting/threaddelivery.h"
@@ -58,7 +59,8 @@ public:
 
     // For value objects --------------------------------------------------
 
-    // The type description of object's class. Script thread.
+    // The type description of object's class, asked of the module once for
+    // each class and kept until detach. Script thread.
     HRESULT typeInfoOf(QObject *object, ITypeInfo **typeInfo);
     // The member identifier of name in object's type description.
     HRESULT memberId(QObject *object, LPOLESTR name, DISPID *memberId);
@@ -85,6 +87,8 @@ private:
     host::Ref<IvrQtObjectsManager> manager;
     host::Ref<IvrQtObjectsHelper> objects;
     host::Ref<HostObjectFactory> factory;
+    // One class, one description: the module looks the class up by name.
+    std::unordered_map<const QMetaObject *, host::Ref<ITypeInfo>> typeInfos;
 };
 
 } // namespace vrqt::scripting
