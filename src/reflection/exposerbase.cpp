@@ -114,17 +114,7 @@ HRESULT CvrQtBaseMemberExposer::CoerceArguments(DISPPARAMS *params, size_t count
 
 HostWrapper CvrQtBaseMemberExposer::Wrapper(IUnknown *context) const
 {
-    HostWrapper wrapper;
-    wrapper.factory = owner->HostFactory();
-    // Asked only when a value is wrapped; a context without the interface counts as 0.
-    wrapper.hostContext = [context](int *hostContext) {
-        *hostContext = 0;
-        ComPtr<IvrQtHostContext> host;
-        if (context)
-            context->QueryInterface(IID_IvrQtHostContext, host.putVoid());
-        return host ? host->GetHostContext(hostContext) : S_OK;
-    };
-    return wrapper;
+    return { owner->HostFactory(), context };
 }
 
 // CvrQtBaseObjectExposer

@@ -303,6 +303,7 @@ TEST_F(ScriptingTest, CustomDataMarksTheDescriptionAndTheTextMember)
     Value value;
     EXPECT_EQ(S_OK, info2->GetCustData(qtMark, &value.v));
     EXPECT_EQ("Qt", utf8(value.v.bstrVal));
+    value = Value();
 
     // QtText is the second function of QWidget's description (QtIndex first).
     EXPECT_EQ(S_OK, info2->GetFuncCustData(1, textMark, &value.v));
