@@ -62,7 +62,9 @@ private:
 };
 
 // What a request reaches: the object that holds the member, and the
-// member's name, or the reply that ends the request.
+// member's name, or the reply that ends the request. Once the member is
+// looked up, its id, its declared function where the holder has a type
+// description, and the holder's object.
 struct Reach
 {
     std::shared_ptr<scripting::ScriptSession> session;
@@ -70,6 +72,9 @@ struct Reach
     QString member;
     QString path; // "object.name.name" up to the member, for messages
     std::optional<Reply> failure;
+    DISPID memberId = DISPID_UNKNOWN;
+    scripting::FunctionDescription function;
+    QObject *object = nullptr;
 };
 
 // The member names of path; nothing when a name is empty.
@@ -102,10 +107,30 @@ Ref<ITypeInfo> TypeInfoOf(IDispatch *holder)
     return typeInfo;
 }
 
+QObject *ObjectOf(IDispatch *holder)
+{
+    const Ref<ValueObject> own = ValueObject::from(holder);
+    return own ? own->object() : nullptr;
+}
+
 class Script
 {
 public:
     explicit Script(ModuleView &module) : module(module) {}
+
+    // reach, then the member's id and its function of kind.
+    Reach member(const QJsonObject &params, const char *memberKey, INVOKEKIND kind)
+    {
+        Reach reach = this->reach(params, memberKey, true, true);
+        if (reach.failure)
+            return reach;
+        if (std::optional<Reply> missing = LookUp(reach.holder.get(), reach.member, reach.path, &reach.memberId))
+            return failed(reach, *missing);
+        if (const Ref<ITypeInfo> typeInfo = TypeInfoOf(reach.holder.get()))
+            reach.function = scripting::FindFunction(typeInfo.get(), reach.memberId, kind);
+        reach.object = ObjectOf(reach.holder.get());
+        return reach;
+    }
 
     // Finds the object of params["object"] and reads every name of the
     // member path but the last (all of them when keepLast is false).
@@ -186,10 +211,10 @@ public:
     }
 
 private:
-    static Reach &failed(Reach &reach, Reply reply)
+    static Reach failed(Reach &reach, Reply reply)
     {
         reach.failure = std::move(reply);
-        return reach;
+        return std::move(reach);
     }
 
     ModuleView &module;
@@ -206,29 +231,25 @@ struct Arguments
     }
 };
 
-QObject *ObjectOf(IDispatch *holder)
+// Invokes the member reach found with arguments; result is null for a put.
+Reply Finish(const Reach &reach, WORD flags, std::vector<VARIANT> &arguments, const char *doing, VARIANT *result)
 {
-    const Ref<ValueObject> own = ValueObject::from(holder);
-    return own ? own->object() : nullptr;
+    const HRESULT hr = scripting::InvokeMember(reach.holder.get(), reach.memberId, flags, arguments, result);
+    if (FAILED(hr))
+        return CallFailure(QStringLiteral("%1 %2.%3").arg(QLatin1String(doing), reach.path, reach.member), hr);
+    return Reply::success(result ? QJsonValue(RenderValue(*result)) : QJsonValue(QJsonObject()));
 }
 
 } // namespace
 
 Reply ScriptRequests::get(const QJsonObject &params)
 {
-    Script script(module);
-    Reach reach = script.reach(params, "member", true, true);
+    const Reach reach = Script(module).member(params, "member", INVOKE_PROPERTYGET);
     if (reach.failure)
         return *reach.failure;
-    DISPID memberId = DISPID_UNKNOWN;
-    if (std::optional<Reply> missing = LookUp(reach.holder.get(), reach.member, reach.path, &memberId))
-        return *missing;
     Variant value;
     std::vector<VARIANT> none;
-    const HRESULT hr = scripting::InvokeMember(reach.holder.get(), memberId, DISPATCH_PROPERTYGET, none, value.out());
-    if (FAILED(hr))
-        return CallFailure(QStringLiteral("reading %1.%2").arg(reach.path, reach.member), hr);
-    return Reply::success(RenderValue(value.get()));
+    return Finish(reach, DISPATCH_PROPERTYGET, none, "reading", value.out());
 }
 
 Reply ScriptRequests::set(const QJsonObject &params)
@@ -237,27 +258,16 @@ Reply ScriptRequests::set(const QJsonObject &params)
     if (!ArgumentText(params.value(QLatin1String("value")), &text))
         return InvalidParams(QStringLiteral("\"value\" must be a string, a number or a boolean"));
     Script script(module);
-    Reach reach = script.reach(params, "member", true, true);
+    const Reach reach = script.member(params, "member", INVOKE_PROPERTYPUT);
     if (reach.failure)
         return *reach.failure;
-    DISPID memberId = DISPID_UNKNOWN;
-    if (std::optional<Reply> missing = LookUp(reach.holder.get(), reach.member, reach.path, &memberId))
-        return *missing;
-    const Ref<ITypeInfo> typeInfo = TypeInfoOf(reach.holder.get());
-    const scripting::FunctionDescription put =
-        typeInfo ? scripting::FindFunction(typeInfo.get(), memberId, INVOKE_PROPERTYPUT) : scripting::FunctionDescription();
-    QObject *object = ObjectOf(reach.holder.get());
     Arguments arguments;
     arguments.values.resize(1);
-    const VARTYPE declared = put ? put->elemdescFunc.tdesc.vt : VARTYPE(VT_EMPTY);
-    if (std::optional<Reply> refused = script.argument(reach, text, declared,
-                                                       [&] { return scripting::PropertyTypeName(object, reach.member); },
-                                                       &arguments.values[0]))
+    const VARTYPE declared = reach.function ? reach.function->elemdescFunc.tdesc.vt : VARTYPE(VT_EMPTY);
+    const auto qtType = [&reach] { return scripting::PropertyTypeName(reach.object, reach.member); };
+    if (std::optional<Reply> refused = script.argument(reach, text, declared, qtType, &arguments.values[0]))
         return *refused;
-    const HRESULT hr = scripting::InvokeMember(reach.holder.get(), memberId, DISPATCH_PROPERTYPUT, arguments.values, nullptr);
-    if (FAILED(hr))
-        return CallFailure(QStringLiteral("writing %1.%2").arg(reach.path, reach.member), hr);
-    return Reply::success(QJsonObject());
+    return Finish(reach, DISPATCH_PROPERTYPUT, arguments.values, "writing", nullptr);
 }
 
 Reply ScriptRequests::call(const QJsonObject &params)
@@ -273,29 +283,19 @@ Reply ScriptRequests::call(const QJsonObject &params)
         texts << text;
     }
     Script script(module);
-    Reach reach = script.reach(params, "method", true, true);
+    const Reach reach = script.member(params, "method", INVOKE_FUNC);
     if (reach.failure)
         return *reach.failure;
-    DISPID memberId = DISPID_UNKNOWN;
-    if (std::optional<Reply> missing = LookUp(reach.holder.get(), reach.member, reach.path, &memberId))
-        return *missing;
-    const Ref<ITypeInfo> typeInfo = TypeInfoOf(reach.holder.get());
-    const scripting::FunctionDescription method =
-        typeInfo ? scripting::FindFunction(typeInfo.get(), memberId, INVOKE_FUNC) : scripting::FunctionDescription();
-    QObject *object = ObjectOf(reach.holder.get());
     Arguments arguments;
     arguments.values.resize(size_t(texts.size()));
     for (int index = 0; index < texts.size(); ++index) {
-        const auto qtType = [&] { return scripting::ParameterTypeName(object, reach.member, texts.size(), index); };
+        const auto qtType = [&reach, &texts, index] { return scripting::ParameterTypeName(reach.object, reach.member, texts.size(), index); };
         if (std::optional<Reply> refused =
-                script.argument(reach, texts.at(index), method.parameterType(index), qtType, &arguments.values[size_t(index)]))
+                script.argument(reach, texts.at(index), reach.function.parameterType(index), qtType, &arguments.values[size_t(index)]))
             return *refused;
     }
     Variant value;
-    const HRESULT hr = scripting::InvokeMember(reach.holder.get(), memberId, DISPATCH_METHOD, arguments.values, value.out());
-    if (FAILED(hr))
-        return CallFailure(QStringLiteral("calling %1.%2").arg(reach.path, reach.member), hr);
-    return Reply::success(RenderValue(value.get()));
+    return Finish(reach, DISPATCH_METHOD, arguments.values, "calling", value.out());
 }
 
 Reply ScriptRequests::describe(const QJsonObject &params)

@@ -84,10 +84,8 @@ QJsonObject DescribeType(ITypeInfo *type, int depth)
     type->GetDocumentation(MEMBERID_NIL, typeName.out(), nullptr, nullptr, nullptr);
     std::vector<Member> members;
     std::map<MEMBERID, size_t> byId;
-    TYPEATTR *attributes = nullptr;
-    const WORD functions = SUCCEEDED(type->GetTypeAttr(&attributes)) && attributes ? attributes->cFuncs : 0;
-    if (attributes)
-        type->ReleaseTypeAttr(attributes);
+    TYPEATTR attributes{};
+    const WORD functions = scripting::TypeAttributesOf(type, &attributes) ? attributes.cFuncs : 0;
     for (UINT index = 0; index < functions; ++index) {
         FUNCDESC *function = nullptr;
         if (FAILED(type->GetFuncDesc(index, &function)) || !function)

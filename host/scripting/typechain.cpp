@@ -16,12 +16,10 @@ bool Walk(ITypeInfo *type, int depth, std::set<ITypeInfo *> &seen, const std::fu
         return true;
     if (!visit(type, depth))
         return false;
-    TYPEATTR *attributes = nullptr;
-    if (FAILED(type->GetTypeAttr(&attributes)) || !attributes)
+    TYPEATTR attributes{};
+    if (!TypeAttributesOf(type, &attributes))
         return true;
-    const WORD bases = attributes->cImplTypes;
-    type->ReleaseTypeAttr(attributes);
-    for (UINT index = 0; index < bases; ++index) {
+    for (UINT index = 0; index < attributes.cImplTypes; ++index) {
         HREFTYPE reference = 0;
         host::Ref<ITypeInfo> base;
         if (FAILED(type->GetRefTypeOfImplType(index, &reference))
@@ -34,6 +32,16 @@ bool Walk(ITypeInfo *type, int depth, std::set<ITypeInfo *> &seen, const std::fu
 }
 
 } // namespace
+
+bool TypeAttributesOf(ITypeInfo *typeInfo, TYPEATTR *attributes)
+{
+    TYPEATTR *given = nullptr;
+    if (!typeInfo || FAILED(typeInfo->GetTypeAttr(&given)) || !given)
+        return false;
+    *attributes = *given;
+    typeInfo->ReleaseTypeAttr(given);
+    return true;
+}
 
 VARTYPE FunctionDescription::parameterType(int index) const
 {
@@ -52,12 +60,10 @@ FunctionDescription FindFunction(ITypeInfo *typeInfo, MEMBERID memberId, INVOKEK
 {
     FunctionDescription found;
     ForEachTypeInChain(typeInfo, [&](ITypeInfo *type, int) {
-        TYPEATTR *attributes = nullptr;
-        if (FAILED(type->GetTypeAttr(&attributes)) || !attributes)
+        TYPEATTR attributes{};
+        if (!TypeAttributesOf(type, &attributes))
             return true;
-        const WORD functions = attributes->cFuncs;
-        type->ReleaseTypeAttr(attributes);
-        for (UINT index = 0; index < functions; ++index) {
+        for (UINT index = 0; index < attributes.cFuncs; ++index) {
             FUNCDESC *description = nullptr;
             if (FAILED(type->GetFuncDesc(index, &description)) || !description)
                 continue;

@@ -43,6 +43,10 @@ private:
     FUNCDESC *description = nullptr;
 };
 
+// A copy of typeInfo's attributes, its own released at once; false when it
+// gives none.
+bool TypeAttributesOf(ITypeInfo *typeInfo, TYPEATTR *attributes);
+
 // Calls visit for typeInfo, then for its bases, depth first in the order
 // the descriptions list them; each description once, at most 64 deep.
 // visit returns false to stop the walk.
