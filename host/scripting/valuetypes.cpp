@@ -13,7 +13,6 @@
 #include <QKeySequence>
 #include <QLine>
 #include <QLocale>
-#include <QMatrix>
 #include <QMetaEnum>
 #include <QPalette>
 #include <QPen>
@@ -21,7 +20,6 @@
 #include <QPixmap>
 #include <QPolygon>
 #include <QRect>
-#include <QRegExp>
 #include <QRegion>
 #include <QRegularExpression>
 #include <QSize>
@@ -31,6 +29,11 @@
 #include <QTextLength>
 #include <QThread>
 #include <QUrl>
+
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+#include <QMatrix>
+#include <QRegExp>
+#endif
 
 #include <cmath>
 #include <cstring>
@@ -129,7 +132,6 @@ template <> QString TextOf(const QColor &value) { return ColorText(value); }
 template <> QString TextOf(const QFont &value) { return value.toString(); }
 template <> QString TextOf(const QStringList &value) { return value.join(QLatin1Char('\n')); }
 template <> QString TextOf(const QLocale &value) { return value.name(); }
-template <> QString TextOf(const QRegExp &value) { return value.pattern(); }
 template <> QString TextOf(const QIcon &value) { return value.name(); }
 template <> QString TextOf(const QPen &value) { return ColorText(value.color()); }
 template <> QString TextOf(const QBrush &value) { return ColorText(value.color()); }
@@ -152,13 +154,6 @@ template <> QString TextOf(const QPicture &value) { return TextOf(value.bounding
 template <> QString TextOf(const QSizePolicy &value)
 {
     return KeyText(value.horizontalPolicy()) + QLatin1Char(',') + KeyText(value.verticalPolicy());
-}
-template <> QString TextOf(const QMatrix &value)
-{
-    QStringList numbers;
-    for (double number : { value.m11(), value.m12(), value.m21(), value.m22(), value.dx(), value.dy() })
-        numbers << Number(number);
-    return numbers.join(QLatin1Char(' '));
 }
 template <> QString TextOf(const QBitArray &value)
 {
@@ -324,11 +319,6 @@ void *FontFromText(const QString &text)
     QFont font;
     return font.fromString(text) ? Made(font) : nullptr;
 }
-void *RegExpFromText(const QString &text)
-{
-    const QRegExp pattern(text);
-    return pattern.isValid() ? Made(pattern) : nullptr;
-}
 void *BitArrayFromText(const QString &text)
 {
     QBitArray bits(text.size());
@@ -366,7 +356,8 @@ constexpr ValueType GuiClassRow(const char *name)
     return ClassRow<T>(name, nullptr, &DestroyOnGuiThread<T>);
 }
 
-// Every Qt class the module wraps, in the order of its storage rows.
+// Every Qt class the module wraps, in the order of its storage rows (but
+// for the two below).
 constexpr ValueType kClasses[] = {
     ClassRow<QChar>("QChar", &CharFromText),
     ClassRow<QString>("QString", &StringFromText),
@@ -391,7 +382,6 @@ constexpr ValueType kClasses[] = {
     ClassRow<QRect>("QRect", &GeometryFromText<QRect>),
     ClassRow<QPoint>("QPoint", &GeometryFromText<QPoint>),
     ClassRow<QUrl>("QUrl", &UrlFromText),
-    ClassRow<QRegExp>("QRegExp", &RegExpFromText),
     ClassRow<QDateTime>("QDateTime", &DateTimeFromText),
     ClassRow<QPointF>("QPointF", &GeometryFromText<QPointF>),
     ClassRow<QPalette>("QPalette"),
@@ -405,11 +395,33 @@ constexpr ValueType kClasses[] = {
     GuiClassRow<QPixmap>("QPixmap"),
     ClassRow<QLocale>("QLocale", &LocaleFromText),
     GuiClassRow<QBitmap>("QBitmap"),
-    ClassRow<QMatrix>("QMatrix"),
     GuiClassRow<QPicture>("QPicture"),
     { "QObject", ValueKind::Object, &DestroyObject, nullptr, nullptr, nullptr },
     { "QWidget", ValueKind::Object, &DestroyObject, nullptr, nullptr, nullptr },
 };
+
+// Classes Qt 6 no longer has; the module makes no storage for them there.
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+template <> QString TextOf(const QRegExp &value) { return value.pattern(); }
+template <> QString TextOf(const QMatrix &value)
+{
+    QStringList numbers;
+    for (double number : { value.m11(), value.m12(), value.m21(), value.m22(), value.dx(), value.dy() })
+        numbers << Number(number);
+    return numbers.join(QLatin1Char(' '));
+}
+
+void *RegExpFromText(const QString &text)
+{
+    const QRegExp pattern(text);
+    return pattern.isValid() ? Made(pattern) : nullptr;
+}
+
+constexpr ValueType kRetiredClasses[] = {
+    ClassRow<QRegExp>("QRegExp", &RegExpFromText),
+    ClassRow<QMatrix>("QMatrix"),
+};
+#endif
 
 constexpr ValueType kObjectPointers[] = {
     { "QObject*", ValueKind::ObjectPointer, &DestroyCell, nullptr, nullptr, nullptr },
@@ -438,6 +450,10 @@ const ValueType &ValueTypeOf(const QString &typeName)
         return pointer ? *pointer : kOtherPointer;
     }
     const ValueType *row = FindRow(kClasses, typeName);
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+    if (!row)
+        row = FindRow(kRetiredClasses, typeName);
+#endif
     return row ? *row : kUnknown;
 }
 
