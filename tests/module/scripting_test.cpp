@@ -224,6 +224,14 @@ TEST_F(ScriptingTest, MethodsTakeTheirParametersInOrderAndGiveTheirResults)
     EXPECT_EQ(VT_EMPTY, result.v.vt);
     EXPECT_EQ(1, object.pings);
 
+    // A signal is called like any method.
+    int emitted = 0;
+    QObject::connect(&object, &Scriptable::changed, [&emitted](int value) { emitted = value; });
+    std::vector<Value> signalArgument;
+    signalArgument.emplace_back(LONG(9));
+    EXPECT_EQ(S_OK, scripted.call(u"changed", std::move(signalArgument), result));
+    EXPECT_EQ(9, emitted);
+
     std::vector<Value> pair;
     pair.emplace_back(LONG(40));
     pair.emplace_back(u"2");
