@@ -1,9 +1,10 @@
 // Scripting through the module's type descriptions against Qt's own
-// reflection on the same object, in one run: a property read by Invoke
-// against QMetaProperty::read, a slot call by Invoke against
+// reflection on the same object, in one run: property reads by Invoke
+// against QMetaProperty::read (a QString read includes the host's wrap of
+// the value and its release), a slot call by Invoke against
 // QMetaObject::invokeMethod, and a QPushButton's description chain built
-// from cold. The module is loaded by the reference host and reached only
-// through its interfaces.
+// from cold. The module is loaded by the reference host, which hands it the
+// host's object factory and names objects by its call context.
 #include <benchmark/benchmark.h>
 
 #include <QApplication>
@@ -15,54 +16,59 @@
 
 #include "bench/benchobject.h"
 #include "host/modulehost.h"
+#include "host/scripting/callcontext.h"
+#include "host/scripting/scriptsession.h"
 #include "interfaces/objects.h"
-#include "interfaces/values.h"
 
 using vrqt::host::ModuleHost;
 using vrqt::host::Ref;
+using vrqt::scripting::CallContext;
+using vrqt::scripting::ScriptSession;
 
 namespace {
 
-// The object the calls are about, as the host names it.
-class Context final : public IvrQtCallContext
+// Everything here runs on the GUI thread, where the objects live.
+class SameThread final : public vrqt::scripting::ThreadDelivery
 {
 public:
-    explicit Context(QObject *object) : object(object) {}
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void **result) override
-    {
-        *result = IsEqualGUID(riid, IID_IvrQtCallContext) ? this : nullptr;
-        return *result ? S_OK : E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-    ULONG STDMETHODCALLTYPE Release() override { return 1; }
-    HRESULT STDMETHODCALLTYPE GetContextObject(QObject **result) override { *result = object; return S_OK; }
-
-private:
-    QObject *object;
+    HRESULT deliver(QObject *, std::function<HRESULT()> work) override { return work(); }
 };
 
 struct Scripted {
+    SameThread delivery;
     ModuleHost host;
+    std::shared_ptr<ScriptSession> session;
     Ref<IvrQtObjectsManager> manager;
     Ref<ITypeInfo> info;
 
-    // The module loaded and a description of object's class; false on failure.
-    bool open(QObject *object)
+    // The module loaded with the host's factory; false on failure.
+    bool load()
     {
         if (!host.load())
             return false;
+        session = ScriptSession::create(delivery);
         manager = host.manager().query<IvrQtObjectsManager>(IID_IvrQtObjectsManager);
-        if (!manager)
-            return false;
-        manager->Initialize(host.moduleUnknown()); // no values are wrapped here
-        return SUCCEEDED(manager->GetObjectTypeInfo(object, reinterpret_cast<ITypeInfo **>(info.out())));
+        return manager && SUCCEEDED(session->attach(host.manager().get()));
+    }
+
+    // And a description of object's class.
+    bool open(QObject *object)
+    {
+        return load() && SUCCEEDED(manager->GetObjectTypeInfo(object, reinterpret_cast<ITypeInfo **>(info.out())));
     }
 
     void close()
     {
         info.reset();
         manager.reset();
+        session->detach();
+        session.reset();
         host.unload();
+    }
+
+    Ref<IUnknown> context(QObject *object)
+    {
+        return Ref<IUnknown>(static_cast<IvrQtCallContext *>(CallContext::create(object, session->hostContext())));
     }
 
     MEMBERID id(const char16_t *name)
@@ -87,19 +93,47 @@ BENCHMARK(BM_IntReadMetaProperty);
 
 void BM_IntReadInvoke(benchmark::State &state)
 {
-    Context context(object);
+    const Ref<IUnknown> context = scripted->context(object);
     const MEMBERID memid = scripted->id(u"number");
     DISPPARAMS none = {};
     VARIANT result;
     VariantInit(&result);
     for (auto _ : state) {
-        scripted->info->Invoke(&context, memid, DISPATCH_PROPERTYGET, &none, &result, nullptr, nullptr);
+        scripted->info->Invoke(context.get(), memid, DISPATCH_PROPERTYGET, &none, &result, nullptr, nullptr);
         benchmark::DoNotOptimize(result.intVal);
     }
     if (result.vt != VT_INT || result.intVal != 42)
         state.SkipWithError("the read gave a wrong value");
 }
 BENCHMARK(BM_IntReadInvoke);
+
+void BM_StringReadMetaProperty(benchmark::State &state)
+{
+    const QMetaProperty property = object->metaObject()->property(object->metaObject()->indexOfProperty("text"));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(property.read(object));
+}
+BENCHMARK(BM_StringReadMetaProperty);
+
+// The host's value object made around the string, and released.
+void BM_StringReadInvoke(benchmark::State &state)
+{
+    const Ref<IUnknown> context = scripted->context(object);
+    const MEMBERID memid = scripted->id(u"text");
+    DISPPARAMS none = {};
+    VARIANT result;
+    VariantInit(&result);
+    for (auto _ : state) {
+        scripted->info->Invoke(context.get(), memid, DISPATCH_PROPERTYGET, &none, &result, nullptr, nullptr);
+        benchmark::DoNotOptimize(result.pdispVal);
+        VariantClear(&result);
+    }
+    scripted->info->Invoke(context.get(), memid, DISPATCH_PROPERTYGET, &none, &result, nullptr, nullptr);
+    if (result.vt != VT_DISPATCH || !result.pdispVal)
+        state.SkipWithError("the read gave no value object");
+    VariantClear(&result);
+}
+BENCHMARK(BM_StringReadInvoke);
 
 void BM_SlotInvokeMethod(benchmark::State &state)
 {
@@ -114,7 +148,7 @@ BENCHMARK(BM_SlotInvokeMethod);
 
 void BM_SlotInvoke(benchmark::State &state)
 {
-    Context context(object);
+    const Ref<IUnknown> context = scripted->context(object);
     const MEMBERID memid = scripted->id(u"add");
     VARIANT result;
     VariantInit(&result);
@@ -125,7 +159,7 @@ void BM_SlotInvoke(benchmark::State &state)
         arguments[1].vt = VT_I4;
         arguments[1].lVal = 2;
         DISPPARAMS params = { arguments, nullptr, 2, 0 };
-        scripted->info->Invoke(&context, memid, DISPATCH_METHOD, &params, &result, nullptr, nullptr);
+        scripted->info->Invoke(context.get(), memid, DISPATCH_METHOD, &params, &result, nullptr, nullptr);
         benchmark::DoNotOptimize(result.intVal);
     }
     if (result.vt != VT_INT || result.intVal != 42)
@@ -142,12 +176,10 @@ void BM_ColdPushButtonChain(benchmark::State &state)
     for (auto _ : state) {
         state.PauseTiming();
         Scripted cold;
-        if (!cold.host.load()) {
+        if (!cold.load()) {
             state.SkipWithError("the module did not load");
             break;
         }
-        cold.manager = cold.host.manager().query<IvrQtObjectsManager>(IID_IvrQtObjectsManager);
-        cold.manager->Initialize(cold.host.moduleUnknown());
         state.ResumeTiming();
         cold.manager->GetObjectTypeInfo(&button, reinterpret_cast<ITypeInfo **>(cold.info.out()));
         const MEMBERID memid = cold.id(u"objectName");

@@ -8,6 +8,7 @@
 #include <QCursor>
 #include <QDateTime>
 #include <QFont>
+#include <QHash>
 #include <QIcon>
 #include <QImage>
 #include <QKeySequence>
@@ -443,8 +444,34 @@ const ValueType *FindRow(const ValueType (&rows)[N], const QString &name)
 
 } // namespace
 
+namespace {
+
+// Every row by its name as written: what the module passes. Built once.
+const QHash<QString, const ValueType *> &RowsByName()
+{
+    static const QHash<QString, const ValueType *> index = [] {
+        QHash<QString, const ValueType *> rows;
+        const auto add = [&rows](const auto &table) {
+            for (const ValueType &row : table)
+                rows.insert(QLatin1String(row.name), &row);
+        };
+        add(kObjectPointers);
+        add(kClasses);
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+        add(kRetiredClasses);
+#endif
+        return rows;
+    }();
+    return index;
+}
+
+} // namespace
+
 const ValueType &ValueTypeOf(const QString &typeName)
 {
+    if (const ValueType *exact = RowsByName().value(typeName))
+        return *exact;
+    // Names in another case are the same names.
     if (typeName.contains(QLatin1Char('*'))) {
         const ValueType *pointer = FindRow(kObjectPointers, typeName);
         return pointer ? *pointer : kOtherPointer;

@@ -32,9 +32,10 @@ HRESULT DeliverStorage(void *storage, const QtTypeDescription &description, cons
             return hr;
         }
     }
-    // The name goes to the host as its Latin-1 text.
-    const QString latin1Name = QString::fromLatin1(description.latin1Name);
-    BSTR typeName = SysAllocStringLen(reinterpret_cast<const OLECHAR *>(latin1Name.utf16()), UINT(latin1Name.size()));
+    // The name goes to the host as its Latin-1 text, which it already is: it
+    // was read from a meta-object as Latin-1.
+    BSTR typeName = SysAllocStringLen(reinterpret_cast<const OLECHAR *>(description.typeName.utf16()),
+                                      UINT(description.typeName.size()));
     if (!typeName) {
         DestroyValue(storage, description.storage);
         return E_OUTOFMEMORY;
