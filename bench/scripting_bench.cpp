@@ -11,8 +11,11 @@
 #include <QMetaProperty>
 #include <QPushButton>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <string>
+#include <vector>
 
 #include "bench/benchobject.h"
 #include "host/modulehost.h"
@@ -80,92 +83,130 @@ struct Scripted {
     }
 };
 
-BenchObject *object = nullptr;
-Scripted *scripted = nullptr;
+// One operation of each pair, as the host and as Qt's own reflection do it,
+// on the same object. Each returns what it read, so that nothing is optimised away.
+struct Operations {
+    BenchObject *object;
+    Scripted *scripted;
+    Ref<IUnknown> context;
+    QMetaProperty number, text;
+    MEMBERID numberId, textId, addId;
 
-void BM_IntReadMetaProperty(benchmark::State &state)
-{
-    const QMetaProperty property = object->metaObject()->property(object->metaObject()->indexOfProperty("number"));
-    for (auto _ : state)
-        benchmark::DoNotOptimize(property.read(object));
-}
-BENCHMARK(BM_IntReadMetaProperty);
-
-void BM_IntReadInvoke(benchmark::State &state)
-{
-    const Ref<IUnknown> context = scripted->context(object);
-    const MEMBERID memid = scripted->id(u"number");
-    DISPPARAMS none = {};
-    VARIANT result;
-    VariantInit(&result);
-    for (auto _ : state) {
-        scripted->info->Invoke(context.get(), memid, DISPATCH_PROPERTYGET, &none, &result, nullptr, nullptr);
-        benchmark::DoNotOptimize(result.intVal);
+    Operations(BenchObject *object, Scripted *scripted)
+        : object(object), scripted(scripted), context(scripted->context(object)),
+          number(object->metaObject()->property(object->metaObject()->indexOfProperty("number"))),
+          text(object->metaObject()->property(object->metaObject()->indexOfProperty("text"))),
+          numberId(scripted->id(u"number")), textId(scripted->id(u"text")), addId(scripted->id(u"add"))
+    {
     }
-    if (result.vt != VT_INT || result.intVal != 42)
-        state.SkipWithError("the read gave a wrong value");
-}
-BENCHMARK(BM_IntReadInvoke);
 
-void BM_StringReadMetaProperty(benchmark::State &state)
-{
-    const QMetaProperty property = object->metaObject()->property(object->metaObject()->indexOfProperty("text"));
-    for (auto _ : state)
-        benchmark::DoNotOptimize(property.read(object));
-}
-BENCHMARK(BM_StringReadMetaProperty);
+    HRESULT invoke(MEMBERID memid, WORD flags, DISPPARAMS *params, VARIANT *result)
+    {
+        return scripted->info->Invoke(context.get(), memid, flags, params, result, nullptr, nullptr);
+    }
 
-// The host's value object made around the string, and released.
-void BM_StringReadInvoke(benchmark::State &state)
-{
-    const Ref<IUnknown> context = scripted->context(object);
-    const MEMBERID memid = scripted->id(u"text");
-    DISPPARAMS none = {};
-    VARIANT result;
-    VariantInit(&result);
-    for (auto _ : state) {
-        scripted->info->Invoke(context.get(), memid, DISPATCH_PROPERTYGET, &none, &result, nullptr, nullptr);
-        benchmark::DoNotOptimize(result.pdispVal);
+    long long intDirect() { return number.read(object).toInt(); }
+    long long intScripted()
+    {
+        DISPPARAMS none = {};
+        VARIANT result;
+        VariantInit(&result);
+        invoke(numberId, DISPATCH_PROPERTYGET, &none, &result);
+        return result.vt == VT_INT ? result.intVal : -1;
+    }
+    long long stringDirect() { return text.read(object).userType(); }
+    // The host's value object made around the string, and released.
+    long long stringScripted()
+    {
+        DISPPARAMS none = {};
+        VARIANT result;
+        VariantInit(&result);
+        invoke(textId, DISPATCH_PROPERTYGET, &none, &result);
+        const long long made = result.vt == VT_DISPATCH && result.pdispVal ? 1 : -1;
         VariantClear(&result);
+        return made;
     }
-    scripted->info->Invoke(context.get(), memid, DISPATCH_PROPERTYGET, &none, &result, nullptr, nullptr);
-    if (result.vt != VT_DISPATCH || !result.pdispVal)
-        state.SkipWithError("the read gave no value object");
-    VariantClear(&result);
-}
-BENCHMARK(BM_StringReadInvoke);
-
-void BM_SlotInvokeMethod(benchmark::State &state)
-{
-    int sum = 0;
-    for (auto _ : state) {
+    long long slotDirect()
+    {
+        int sum = 0;
         QMetaObject::invokeMethod(object, "add", Qt::DirectConnection, Q_RETURN_ARG(int, sum), Q_ARG(int, 40),
                                   Q_ARG(int, 2));
-        benchmark::DoNotOptimize(sum);
+        return sum;
     }
-}
-BENCHMARK(BM_SlotInvokeMethod);
-
-void BM_SlotInvoke(benchmark::State &state)
-{
-    const Ref<IUnknown> context = scripted->context(object);
-    const MEMBERID memid = scripted->id(u"add");
-    VARIANT result;
-    VariantInit(&result);
-    for (auto _ : state) {
+    long long slotScripted()
+    {
         VARIANT arguments[2];
         arguments[0].vt = VT_I4;
         arguments[0].lVal = 40;
         arguments[1].vt = VT_I4;
         arguments[1].lVal = 2;
         DISPPARAMS params = { arguments, nullptr, 2, 0 };
-        scripted->info->Invoke(context.get(), memid, DISPATCH_METHOD, &params, &result, nullptr, nullptr);
-        benchmark::DoNotOptimize(result.intVal);
+        VARIANT result;
+        VariantInit(&result);
+        invoke(addId, DISPATCH_METHOD, &params, &result);
+        return result.vt == VT_INT ? result.intVal : -1;
     }
-    if (result.vt != VT_INT || result.intVal != 42)
-        state.SkipWithError("the call gave a wrong value");
+};
+
+Operations *operations = nullptr;
+using Operation = long long (Operations::*)();
+
+void Run(benchmark::State &state, Operation operation, long long expected)
+{
+    long long last = 0;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(last = (operations->*operation)());
+    if (last != expected)
+        state.SkipWithError("the operation gave a wrong value");
 }
-BENCHMARK(BM_SlotInvoke);
+
+BENCHMARK_CAPTURE(Run, IntReadMetaProperty, &Operations::intDirect, 42);
+BENCHMARK_CAPTURE(Run, IntReadInvoke, &Operations::intScripted, 42);
+BENCHMARK_CAPTURE(Run, StringReadMetaProperty, &Operations::stringDirect, QMetaType::QString);
+BENCHMARK_CAPTURE(Run, StringReadInvoke, &Operations::stringScripted, 1);
+BENCHMARK_CAPTURE(Run, SlotInvokeMethod, &Operations::slotDirect, 42);
+BENCHMARK_CAPTURE(Run, SlotInvoke, &Operations::slotScripted, 42);
+
+using Clock = std::chrono::steady_clock;
+
+// The time of one operation, averaged over a block.
+double BlockNanoseconds(Operation operation, int count)
+{
+    const Clock::time_point start = Clock::now();
+    for (int index = 0; index < count; ++index)
+        benchmark::DoNotOptimize((operations->*operation)());
+    return std::chrono::duration<double, std::nano>(Clock::now() - start).count() / count;
+}
+
+// Each pair in alternating blocks, so that both see the machine at the same
+// moments; the median block of each side and their ratio (host / Qt).
+void BM_Ratios(benchmark::State &state)
+{
+    const struct {
+        const char *name;
+        Operation scripted, direct;
+    } pairs[] = {
+        { "int", &Operations::intScripted, &Operations::intDirect },
+        { "string", &Operations::stringScripted, &Operations::stringDirect },
+        { "slot", &Operations::slotScripted, &Operations::slotDirect },
+    };
+    constexpr int blocks = 200, perBlock = 1000;
+    for (auto _ : state) {
+        for (const auto &pair : pairs) {
+            std::vector<double> host, qt;
+            for (int block = 0; block < blocks; ++block) {
+                host.push_back(BlockNanoseconds(pair.scripted, perBlock));
+                qt.push_back(BlockNanoseconds(pair.direct, perBlock));
+            }
+            std::nth_element(host.begin(), host.begin() + blocks / 2, host.end());
+            std::nth_element(qt.begin(), qt.begin() + blocks / 2, qt.end());
+            const double ratio = host[blocks / 2] / qt[blocks / 2];
+            state.counters[std::string(pair.name) + "_ratio"] = ratio;
+            std::printf("%-6s host %7.1f ns, Qt %6.1f ns, ratio %.2f\n", pair.name, host[blocks / 2], qt[blocks / 2], ratio);
+        }
+    }
+}
+BENCHMARK(BM_Ratios)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 // Load, then the whole chain QPushButton, QAbstractButton, QWidget, QObject
 // made and built (a name only QObject declares makes every description
@@ -207,9 +248,10 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "the module could not be loaded: %s\n", module.host.error().c_str());
         return 1;
     }
-    object = &target;
-    scripted = &module;
+    Operations both(&target, &module);
+    operations = &both;
     benchmark::RunSpecifiedBenchmarks();
+    operations = nullptr;
     module.close();
     benchmark::Shutdown();
     return 0;
