@@ -3,20 +3,29 @@
 // during the call belong to.
 #pragma once
 
-#include "host/scripting/refcounted.h"
 #include "interfaces/values.h"
+#include "platform/automation.h"
 
 namespace vrqt::scripting {
 
-class CallContext final : public IvrQtCallContext, public IvrQtHostContext, public RefCounted<CallContext>
+// Made, used and released within one call, on the object's thread: its
+// count is a plain number. The module asks it for the object on every call, so an
+// atomic count would be a measurable part of a property read.
+class CallContext final : public IvrQtCallContext, public IvrQtHostContext
 {
 public:
     // One reference, the caller's.
     static CallContext *create(QObject *object, int hostContext);
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void **object) override;
-    ULONG STDMETHODCALLTYPE AddRef() override { return addReference(); }
-    ULONG STDMETHODCALLTYPE Release() override { return releaseReference(); }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
+    ULONG STDMETHODCALLTYPE Release() override
+    {
+        const ULONG remaining = --references;
+        if (remaining == 0)
+            delete this;
+        return remaining;
+    }
 
     // E_POINTER for a null target.
     HRESULT STDMETHODCALLTYPE GetContextObject(QObject **object) override;
@@ -25,12 +34,12 @@ public:
     HRESULT STDMETHODCALLTYPE GetHostContext(int *hostContext) override;
 
 private:
-    friend class RefCounted<CallContext>;
     CallContext(QObject *object, int hostContext) : object(object), hostContext(hostContext) {}
     ~CallContext() = default;
 
     QObject *const object;
     const int hostContext;
+    ULONG references = 1; // the creator's
 };
 
 } // namespace vrqt::scripting

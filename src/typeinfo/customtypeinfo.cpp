@@ -152,10 +152,8 @@ HRESULT CCustomTypeInfo::QueryInterface(REFIID riid, void **object)
 
 // Any thread; holds lock while the build runs. Lock order: a derived
 // description's build takes its bases' locks.
-HRESULT CCustomTypeInfo::EnsureBuilt()
+HRESULT CCustomTypeInfo::Build()
 {
-    if (buildFinished.load(std::memory_order_acquire))
-        return S_OK;
     if (!lockReady)
         return E_UNEXPECTED;
     SectionLocker locked(&lock);

@@ -67,7 +67,7 @@ public:
     // Runs BuildTypeInfo once, between the two debug markers, under lock.
     // Another thread's call waits for a build in progress; the building
     // thread's own calls pass. A failed build is not repeated.
-    HRESULT EnsureBuilt();
+    HRESULT EnsureBuilt() { return buildFinished.load(std::memory_order_acquire) ? S_OK : Build(); }
 
 protected:
     CCustomTypeInfo();
@@ -127,6 +127,7 @@ private:
     };
     using NameMap = std::unordered_map<BSTR, MEMBERID, BstrKeyHash, BstrKeyEqual>;
 
+    HRESULT Build();
     HRESULT makeUniqueName(LPCOLESTR name, BSTR *finalName, BSTR *key);
     template <typename Record>
     HRESULT addRecord(const Record &source, std::vector<Record> &records, EntryKind kind, MEMBERID id, bool named,

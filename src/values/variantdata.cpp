@@ -12,7 +12,7 @@ constexpr VARTYPE kAddressableTypes[] = {
     VT_I1, VT_UI1, VT_UI2, VT_UI4, VT_I8, VT_UI8, VT_INT, VT_UINT,
 };
 
-enum class RawWidth { Bits8, Bits16, Bits32, Bits64, Bool };
+enum class RawWidth : unsigned char { None, Bits8, Bits16, Bits32, Bits64, Bool };
 
 struct StoreRow {
     VARTYPE vt;
@@ -42,6 +42,33 @@ constexpr StoreRow kStoreRows[] = {
     { ByRef(VT_INT), RawWidth::Bits64 },      { ByRef(VT_UINT), RawWidth::Bits64 },
     { ByRef(VT_ARRAY), RawWidth::Bits64 },
 };
+
+// The rows as a table by type, for a read that looks up on every value: the
+// low byte and the VT_BYREF bit; the array types have rows of their own.
+constexpr size_t kPlainSlots = 512;
+constexpr size_t WidthSlot(VARTYPE vt)
+{
+    if ((vt & ~VARTYPE(VT_BYREF)) == VT_ARRAY)
+        return kPlainSlots + ((vt & VT_BYREF) ? 1 : 0);
+    if ((vt & ~VARTYPE(VT_BYREF | 0xFF)) != 0)
+        return kPlainSlots + 2; // no row
+    return (vt & 0xFF) | ((vt & VT_BYREF) ? 256 : 0);
+}
+
+struct WidthTable {
+    RawWidth widths[kPlainSlots + 3] = {};
+};
+
+constexpr WidthTable MakeWidthTable()
+{
+    WidthTable table;
+    for (const StoreRow &row : kStoreRows)
+        table.widths[WidthSlot(row.vt)] = row.width;
+    return table;
+}
+
+constexpr WidthTable kWidths = MakeWidthTable();
+static_assert(kWidths.widths[WidthSlot(VARTYPE(VT_UI2 | VT_BYREF))] == RawWidth::None, "the deliberate gap stays");
 
 constexpr size_t ByteCount(RawWidth width)
 {
@@ -74,16 +101,14 @@ void *VariantDataPointer(const VARIANT &value, bool wantReference)
 
 void StoreRawInVariant(const void *raw, VARIANT &target)
 {
-    for (const StoreRow &row : kStoreRows) {
-        if (row.vt != target.vt)
-            continue;
-        if (row.width == RawWidth::Bool) {
-            SHORT bits;
-            std::memcpy(&bits, raw, sizeof bits);
-            target.boolVal = bits ? VARIANT_TRUE : VARIANT_FALSE;
-        } else {
-            std::memcpy(&target.llVal, raw, ByteCount(row.width));
-        }
+    const RawWidth width = kWidths.widths[WidthSlot(target.vt)];
+    if (width == RawWidth::None)
         return;
+    if (width == RawWidth::Bool) {
+        SHORT bits;
+        std::memcpy(&bits, raw, sizeof bits);
+        target.boolVal = bits ? VARIANT_TRUE : VARIANT_FALSE;
+    } else {
+        std::memcpy(&target.llVal, raw, ByteCount(width));
     }
 }
