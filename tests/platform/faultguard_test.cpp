@@ -506,3 +506,36 @@ TEST(FaultGuardDeathTest, HandlersInstalledAfterOursAreChained)
     EXPECT_EXIT(faultOutsideGuardsWith(withInfo(reportAndChain), true), crashedWithSegmentationFault,
                 "later handler ran");
 }
+
+namespace {
+
+std::atomic<bool> guardReturned{ false };
+
+// Keeps faults to itself; its exit code tells whether a guard caught the
+// fault before.
+void exitByStage(int, siginfo_t *, void *)
+{
+    _exit(guardReturned.load() ? 41 : 40);
+}
+
+} // namespace
+
+TEST(FaultGuardDeathTest, OursGoesBackOnTopOnceALibraryIsLoaded)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            RunGuarded([] {});
+            struct sigaction action = withInfo(exitByStage);
+            sigemptyset(&action.sa_mask);
+            sigaction(SIGSEGV, &action, nullptr);
+            // Handlers may have changed: the next guard looks.
+            if (!LoadLibraryA("libz.so.1"))
+                _exit(2);
+            if (RunGuarded([] { vrqtLoad(nullptr); }))
+                _exit(1);
+            guardReturned.store(true);
+            vrqtLoad(nullptr);
+        },
+        testing::ExitedWithCode(41), "");
+}
