@@ -168,6 +168,29 @@ PLATFORM_API HANDLE OpenEventW(DWORD access, BOOL inherit, LPCWSTR name)
     return openHandle(std::move(event), granted);
 }
 
+/// IsEventNameInProcess: whether an event of this process has the name,
+/// answered from the process's own table of names, without a system call.
+///   name [in]: the name, as for CreateEventW.
+/// Returns TRUE while an event that CreateEventW or OpenEventW gave this
+/// process under that name lives; FALSE otherwise, also for a null name or
+/// one OpenEventW refuses. The last error is left as it was.
+/// Not a Windows function: OpenEventW also finds a name that only another
+/// process holds, which costs a system call; for names that only code of
+/// this process makes, both give the same answer.
+/// Takes the named-event lock.
+PLATFORM_API BOOL IsEventNameInProcess(LPCWSTR name)
+{
+    const DWORD lastError = GetLastError();
+    std::string key;
+    const bool valid = eventKey(name, true, key);
+    SetLastError(lastError);
+    if (!valid || key.empty())
+        return FALSE;
+    NamedObjects<Event> &names = namedEvents();
+    std::lock_guard<std::mutex> guard(names.lock());
+    return names.liveLocked(key) ? TRUE : FALSE;
+}
+
 /// SetEvent: signals an event; a manual-reset event wakes all its waiters,
 /// an auto-reset event is taken by one wait.
 ///   event [in]: an event handle with EVENT_MODIFY_STATE.

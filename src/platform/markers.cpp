@@ -43,6 +43,17 @@ socklen_t markerAddress(const char *kind, std::string_view name, sockaddr_un &ad
     return socklen_t(offsetof(sockaddr_un, sun_path) + 1 + text.size());
 }
 
+// The socket that asks whether markers are held: one unbound datagram
+// socket for the process, made on first use and kept, deliberately, for
+// its life. Each connect() answers for itself, so threads may ask at once;
+// which peer the socket is left connected to does not matter, as nothing
+// is ever sent.
+int probeSocket()
+{
+    static const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    return probe;
+}
+
 } // namespace
 
 bool objectKey(const char *name, bool required, std::string &key)
@@ -107,12 +118,8 @@ bool markerHeld(const char *kind, std::string_view name)
 {
     sockaddr_un address;
     const socklen_t length = markerAddress(kind, name, address);
-    const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (probe < 0)
-        return false;
-    const bool held = connect(probe, reinterpret_cast<const sockaddr *>(&address), length) == 0;
-    close(probe);
-    return held;
+    const int probe = probeSocket();
+    return probe >= 0 && connect(probe, reinterpret_cast<const sockaddr *>(&address), length) == 0;
 }
 
 } // namespace platform

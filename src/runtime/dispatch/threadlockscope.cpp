@@ -1,25 +1,20 @@
 #include "runtime/dispatch/threadlockscope.h"
 
+#include <algorithm>
+
 #include "runtime/dispatch/windowcontext.h"
-#include "runtime/format.h"
 
 std::u16string ThreadLockMarkerName(DWORD threadId)
 {
+    // "ZKTLE%uP%u", put together by hand: it is made on every call carried.
     constexpr size_t bufferLength = 32;
-    std::u16string name = FormatWide(u"ZKTLE%uP%u", unsigned(GetCurrentProcessId()), unsigned(threadId));
-    if (name.size() >= bufferLength)
-        name.resize(bufferLength - 1);
-    return name;
+    const std::string text = "ZKTLE" + std::to_string(GetCurrentProcessId()) + "P" + std::to_string(threadId);
+    return std::u16string(text.begin(), text.begin() + std::min(text.size(), bufferLength - 1));
 }
 
 bool ThreadLockMarkerExists(DWORD threadId)
 {
-    const std::u16string name = ThreadLockMarkerName(threadId);
-    HANDLE marker = OpenEventW(EVENT_ALL_ACCESS, FALSE, name.c_str());
-    if (!marker)
-        return false;
-    CloseHandle(marker);
-    return true;
+    return IsEventNameInProcess(ThreadLockMarkerName(threadId).c_str()) != FALSE;
 }
 
 ThreadLockScope::ThreadLockScope()
