@@ -32,13 +32,14 @@ public:
             m_signalled = false;
     }
 
-    // Any thread; takes the event's lock.
+    // Any thread; takes the event's lock, and wakes waiters after it.
     void change(bool signalled)
     {
+        DeferredWakeups wakeups;
         std::lock_guard<std::mutex> guard(lock());
         m_signalled = signalled;
         if (signalled)
-            wakeWaitersLocked();
+            wakeWaitersLocked(wakeups);
     }
 
 private:
