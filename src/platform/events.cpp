@@ -181,13 +181,16 @@ PLATFORM_API HANDLE OpenEventW(DWORD access, BOOL inherit, LPCWSTR name)
 /// Takes the named-event lock.
 PLATFORM_API BOOL IsEventNameInProcess(LPCWSTR name)
 {
+    NamedObjects<Event> &names = namedEvents();
+    // Most processes have no named events: no conversion, no lock then.
+    if (names.empty())
+        return FALSE;
     const DWORD lastError = GetLastError();
     std::string key;
     const bool valid = eventKey(name, true, key);
     SetLastError(lastError);
     if (!valid || key.empty())
         return FALSE;
-    NamedObjects<Event> &names = namedEvents();
     std::lock_guard<std::mutex> guard(names.lock());
     return names.liveLocked(key) ? TRUE : FALSE;
 }

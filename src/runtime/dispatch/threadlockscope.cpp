@@ -1,20 +1,51 @@
 #include "runtime/dispatch/threadlockscope.h"
 
-#include <algorithm>
-
 #include "runtime/dispatch/windowcontext.h"
+
+namespace {
+
+constexpr size_t kNameBufferLength = 32;
+using NameBuffer = char16_t[kNameBufferLength];
+
+char16_t *appendDecimal(char16_t *out, unsigned value)
+{
+    char16_t digits[10];
+    int count = 0;
+    do {
+        digits[count++] = char16_t(u'0' + value % 10);
+        value /= 10;
+    } while (value);
+    while (count)
+        *out++ = digits[--count];
+    return out;
+}
+
+// "ZKTLE%uP%u" into the buffer, put together by hand: it is made on every
+// call carried. At most 26 characters, so it always fits.
+const char16_t *formatMarkerName(DWORD threadId, NameBuffer &buffer)
+{
+    char16_t *out = buffer;
+    for (const char16_t *prefix = u"ZKTLE"; *prefix; ++prefix)
+        *out++ = *prefix;
+    out = appendDecimal(out, unsigned(GetCurrentProcessId()));
+    *out++ = u'P';
+    out = appendDecimal(out, unsigned(threadId));
+    *out = u'\0';
+    return buffer;
+}
+
+} // namespace
 
 std::u16string ThreadLockMarkerName(DWORD threadId)
 {
-    // "ZKTLE%uP%u", put together by hand: it is made on every call carried.
-    constexpr size_t bufferLength = 32;
-    const std::string text = "ZKTLE" + std::to_string(GetCurrentProcessId()) + "P" + std::to_string(threadId);
-    return std::u16string(text.begin(), text.begin() + std::min(text.size(), bufferLength - 1));
+    NameBuffer buffer;
+    return formatMarkerName(threadId, buffer);
 }
 
 bool ThreadLockMarkerExists(DWORD threadId)
 {
-    return IsEventNameInProcess(ThreadLockMarkerName(threadId).c_str()) != FALSE;
+    NameBuffer buffer;
+    return IsEventNameInProcess(formatMarkerName(threadId, buffer)) != FALSE;
 }
 
 ThreadLockScope::ThreadLockScope()
