@@ -4,6 +4,7 @@
 
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -332,6 +333,32 @@ TEST(FaultGuard, RoutinesThatFinishThrowOrAreNull)
     EXPECT_EQ(record.ExceptionInformation[0], 8u);
     EXPECT_EQ(record.ExceptionInformation[1], 0u);
     EXPECT_FALSE(RunGuarded([] { vrqtLoad(nullptr); })) << "the record is optional";
+}
+
+TEST(FaultGuard, ThreadEndingInsideAGuardUnwindsThroughIt)
+{
+    struct Ending {
+        bool unwound = false;
+        bool guardReturned = false;
+    } ending;
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(
+                  &thread, nullptr,
+                  [](void *argument) -> void * {
+                      auto *state = static_cast<Ending *>(argument);
+                      struct Cleanup {
+                          Ending *state;
+                          ~Cleanup() { state->unwound = true; }
+                      } cleanup{ state };
+                      RunGuarded([] { pthread_exit(nullptr); });
+                      state->guardReturned = true;
+                      return nullptr;
+                  },
+                  &ending),
+              0);
+    ASSERT_EQ(pthread_join(thread, nullptr), 0);
+    EXPECT_TRUE(ending.unwound) << "the frames outside the guard ran their destructors";
+    EXPECT_FALSE(ending.guardReturned) << "the guard let the thread's end go on";
 }
 
 TEST(FaultGuard, NestedGuards)
