@@ -10,6 +10,7 @@
 
 #include "host/agent/guiexecutor.h"
 #include "host/agent/moduleview.h"
+#include "host/agent/objectdelivery.h"
 #include "host/protocol/channel.h"
 #include "host/protocol/protocol.h"
 #include "host/protocol/rendezvous.h"
@@ -20,6 +21,9 @@ namespace {
 
 // How long one response may wait for the other side to read.
 constexpr std::chrono::milliseconds kSendLimit{ 10000 };
+// How long a scripting call waits for its object's thread: well inside the
+// limit of the request it belongs to.
+constexpr std::chrono::milliseconds kObjectThreadLimit{ 5000 };
 
 std::string programPath()
 {
@@ -40,7 +44,8 @@ std::unique_ptr<Agent> Agent::start(const std::string &socketPath)
     std::unique_ptr<Agent> agent(new Agent);
     agent->channel = std::make_unique<protocol::Channel>(connection);
     agent->executor = std::make_unique<GuiExecutor>();
-    agent->module = std::make_unique<ModuleView>();
+    agent->delivery = std::make_unique<ObjectDelivery>(*agent->executor, kObjectThreadLimit);
+    agent->module = std::make_unique<ModuleView>(*agent->delivery);
     ProcessFacts facts;
     facts.widgets = qobject_cast<QApplication *>(QCoreApplication::instance()) != nullptr;
     facts.programPath = programPath();
@@ -97,7 +102,7 @@ void Agent::serveRequests()
         std::string line;
         const protocol::Channel::Status received = channel->receive(&line, protocol::Deadline::never());
         if (received == protocol::Channel::Status::TooLong) {
-            const protocol::Error error{ QLatin1String(protocol::error::kLineTooLong), QStringLiteral("a request line exceeded the limit") };
+            const protocol::Error error{ QLatin1String(protocol::error::kLineTooLong), QStringLiteral("a request line exceeded the limit"), {} };
             channel->send(protocol::encodeError(QJsonValue(), error), protocol::Deadline::after(kSendLimit));
             return;
         }

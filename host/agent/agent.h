@@ -17,6 +17,7 @@ namespace vrqt::agent {
 
 class GuiExecutor;
 class ModuleView;
+class ObjectDelivery;
 
 class Agent
 {
@@ -42,6 +43,7 @@ private:
     void serveRequests();
 
     std::unique_ptr<GuiExecutor> executor;
+    std::unique_ptr<ObjectDelivery> delivery;
     std::unique_ptr<ModuleView> module;
     std::unique_ptr<RequestHandlers> handlers;
     std::unique_ptr<protocol::Channel> channel;

@@ -77,15 +77,16 @@ GuiExecutor::~GuiExecutor()
     close();
 }
 
-void GuiExecutor::queue(const std::shared_ptr<Task> &task)
+void GuiExecutor::queue(const std::shared_ptr<Task> &task, QObject *context)
 {
     auto guard = std::make_shared<TaskGuard>(shared, task);
     // The executor is deleted only after the serving thread has ended, so
-    // posting to it from that thread is safe.
-    QMetaObject::invokeMethod(this, [guard] { guard->run(); }, Qt::QueuedConnection);
+    // posting to it from that thread is safe. A context that dies first
+    // drops the call, and the guard tells the waiter.
+    QMetaObject::invokeMethod(context ? context : this, [guard] { guard->run(); }, Qt::QueuedConnection);
 }
 
-GuiExecutor::Outcome GuiExecutor::run(std::function<void()> work, std::chrono::milliseconds limit)
+GuiExecutor::Outcome GuiExecutor::run(std::function<void()> work, std::chrono::milliseconds limit, QObject *context)
 {
     auto task = std::make_shared<Task>();
     task->work = std::move(work);
@@ -94,7 +95,7 @@ GuiExecutor::Outcome GuiExecutor::run(std::function<void()> work, std::chrono::m
         if (shared->closed)
             return Outcome::Abandoned;
     }
-    queue(task);
+    queue(task, context);
     std::unique_lock<std::mutex> locked(shared->lock);
     const bool settled = shared->changed.wait_for(locked, limit, [&] { return task->finished || task->abandoned || shared->closed; });
     if (task->finished)
@@ -113,7 +114,7 @@ void GuiExecutor::post(std::function<void()> work)
         if (shared->closed)
             return;
     }
-    queue(task);
+    queue(task, nullptr);
 }
 
 void GuiExecutor::close()

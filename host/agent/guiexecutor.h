@@ -1,7 +1,8 @@
 // Hands work from the agent's serving thread to the application's GUI thread
-// and waits for it with a time limit. Work that the GUI thread never runs
-// (the application is closing, the executor is gone) is reported as
-// abandoned, so the waiting thread never hangs on a dead event loop.
+// (or to the thread of another object) and waits for it with a time limit.
+// Work that the thread never runs (the application is closing, the executor
+// or the object is gone) is reported as abandoned, so the waiting thread
+// never hangs on a dead event loop.
 #pragma once
 
 #include <QObject>
@@ -24,10 +25,12 @@ public:
     GuiExecutor();
     ~GuiExecutor() override;
 
-    // Serving thread: runs work on the GUI thread and waits at most limit.
-    // Failed: the work threw. After TimedOut the work may still run later;
-    // it must own what it touches (capture by value or shared pointer).
-    Outcome run(std::function<void()> work, std::chrono::milliseconds limit);
+    // Any thread but context's: runs work on the thread of context (the GUI
+    // thread when null) and waits at most limit. context must be alive when
+    // the call is made. Failed: the work threw. After TimedOut the work may
+    // still run later; it must own what it touches (capture by value or
+    // shared pointer).
+    Outcome run(std::function<void()> work, std::chrono::milliseconds limit, QObject *context = nullptr);
     // Serving thread: queues work for the GUI thread without waiting.
     void post(std::function<void()> work);
     // GUI thread: runs no further work and wakes every waiting thread.
@@ -38,7 +41,7 @@ private:
     struct Task;
     class TaskGuard;
 
-    void queue(const std::shared_ptr<Task> &task);
+    void queue(const std::shared_ptr<Task> &task, QObject *context);
 
     std::shared_ptr<Shared> shared;
 };

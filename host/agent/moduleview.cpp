@@ -1,6 +1,15 @@
 #include "host/agent/moduleview.h"
 
+#include "host/scripting/scriptsession.h"
+
 namespace vrqt::agent {
+
+ModuleView::ModuleView(scripting::ThreadDelivery &delivery) : delivery(delivery) {}
+
+ModuleView::~ModuleView()
+{
+    unload();
+}
 
 bool ModuleView::ensureLoaded()
 {
@@ -25,8 +34,32 @@ bool ModuleView::ensureLoaded()
     return true;
 }
 
+std::shared_ptr<scripting::ScriptSession> ModuleView::scripting()
+{
+    if (session)
+        return session;
+    if (!ensureLoaded())
+        return nullptr;
+    std::shared_ptr<scripting::ScriptSession> made = scripting::ScriptSession::create(delivery);
+    const HRESULT hr = made->attach(moduleHost.manager().get());
+    if (FAILED(hr)) {
+        lastError = modulePath + " offers no type descriptions of objects (IvrQtObjectsManager: 0x"
+                  + QString::number(quint32(hr), 16).toStdString() + ")";
+        return nullptr;
+    }
+    session = std::move(made);
+    return session;
+}
+
 void ModuleView::unload()
 {
+    if (session) {
+        // Deliberate: a late call is still inside the module's code.
+        if (session->callsInFlight() > 0)
+            return;
+        session->detach();
+        session.reset();
+    }
     widgetsHelper.reset();
     objectsHelper.reset();
     moduleHost.unload();

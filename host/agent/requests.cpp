@@ -11,6 +11,7 @@
 #include "host/agent/guiexecutor.h"
 #include "host/agent/moduleview.h"
 #include "host/agent/nativewindows.h"
+#include "host/agent/scriptrequests.h"
 #include "host/agent/widgettree.h"
 #include "host/protocol/protocol.h"
 
@@ -39,13 +40,19 @@ const RequestHandlers::Entry RequestHandlers::table[] = {
     { "hello", Thread::Serving, &RequestHandlers::hello },
     { "status", Thread::Gui, &RequestHandlers::status },
     { "tree", Thread::Gui, &RequestHandlers::tree },
+    { "get", Thread::Gui, &RequestHandlers::get },
+    { "set", Thread::Gui, &RequestHandlers::set },
+    { "call", Thread::Gui, &RequestHandlers::call },
+    { "describe", Thread::Gui, &RequestHandlers::describe },
     { "quit", Thread::Serving, &RequestHandlers::quit },
 };
 
 RequestHandlers::RequestHandlers(GuiExecutor &executor, ModuleView &module, ProcessFacts facts)
-    : executor(executor), module(module), facts(std::move(facts))
+    : executor(executor), module(module), facts(std::move(facts)), scripts(std::make_unique<ScriptRequests>(module))
 {
 }
+
+RequestHandlers::~RequestHandlers() = default;
 
 QStringList RequestHandlers::names()
 {
@@ -138,6 +145,28 @@ Reply RequestHandlers::tree(const QJsonObject &)
         return Reply::failure(protocol::error::kModuleUnavailable, text(module.error()));
     WidgetTree tree(module.objects(), module.widgets());
     return Reply::success(tree.build(nativeWindows()));
+}
+
+// Scripting serves any Qt application: without widgets, names are looked
+// for among the application object's children.
+Reply RequestHandlers::get(const QJsonObject &params)
+{
+    return scripts->get(params);
+}
+
+Reply RequestHandlers::set(const QJsonObject &params)
+{
+    return scripts->set(params);
+}
+
+Reply RequestHandlers::call(const QJsonObject &params)
+{
+    return scripts->call(params);
+}
+
+Reply RequestHandlers::describe(const QJsonObject &params)
+{
+    return scripts->describe(params);
 }
 
 Reply RequestHandlers::quit(const QJsonObject &)

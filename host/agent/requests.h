@@ -7,14 +7,17 @@
 #include <QStringList>
 
 #include <functional>
+#include <memory>
 #include <string>
 
+#include "host/agent/reply.h"
 #include "host/protocol/message.h"
 
 namespace vrqt::agent {
 
 class GuiExecutor;
 class ModuleView;
+class ScriptRequests;
 
 // What the agent learns about its process once, at start, on the GUI thread.
 struct ProcessFacts
@@ -24,30 +27,12 @@ struct ProcessFacts
     std::string modulePath;
 };
 
-struct Reply
-{
-    static Reply success(const QJsonValue &result) { Reply reply; reply.result = result; return reply; }
-    static Reply failure(const char *code, const QString &message)
-    {
-        Reply reply;
-        reply.ok = false;
-        reply.error = { QLatin1String(code), message };
-        return reply;
-    }
-
-    bool ok = true;
-    QJsonValue result;
-    protocol::Error error;
-    // Serving thread: runs once the reply has been sent (quit uses it, so
-    // that the answer leaves before the application starts to close).
-    std::function<void()> afterSending;
-};
-
 class RequestHandlers
 {
 public:
     // module is touched on the GUI thread only.
     RequestHandlers(GuiExecutor &executor, ModuleView &module, ProcessFacts facts);
+    ~RequestHandlers();
 
     // Serving thread: answers one request; never throws.
     Reply handle(const protocol::Request &request);
@@ -65,12 +50,17 @@ private:
     // GUI thread.
     Reply status(const QJsonObject &params);
     Reply tree(const QJsonObject &params);
+    Reply get(const QJsonObject &params);
+    Reply set(const QJsonObject &params);
+    Reply call(const QJsonObject &params);
+    Reply describe(const QJsonObject &params);
 
     Reply onGuiThread(std::function<Reply()> work);
 
     GuiExecutor &executor;
     ModuleView &module;
     ProcessFacts facts;
+    std::unique_ptr<ScriptRequests> scripts;
 };
 
 } // namespace vrqt::agent

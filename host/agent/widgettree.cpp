@@ -5,6 +5,7 @@
 #include <QWidget>
 
 #include "host/modulehost.h"
+#include "host/scripting/variants.h"
 
 namespace vrqt::agent {
 
@@ -17,11 +18,6 @@ constexpr int kMaximumDepth = 200;
 QString toQString(const host::Bstr &text)
 {
     return QString::fromUtf16(text.get() ? text.get() : u"", int(SysStringLen(text.get())));
-}
-
-QString addressText(const void *address)
-{
-    return QStringLiteral("0x") + QString::number(quintptr(address), 16);
 }
 
 QJsonValue textOr(HRESULT hr, const host::Bstr &text)
@@ -109,7 +105,7 @@ QJsonObject WidgetTree::describeWindow(const NativeWindow &window, const std::ve
         node.insert(QStringLiteral("visible"), window.visible);
         node.insert(QStringLiteral("native"), true);
         node.insert(QStringLiteral("window"), double(window.id));
-        node.insert(QStringLiteral("address"), addressText(object));
+        node.insert(QStringLiteral("address"), scripting::AddressText(object));
     }
     if (depth < kMaximumDepth) {
         for (const NativeWindow &child : all) {
@@ -203,7 +199,7 @@ QJsonObject WidgetTree::describeWidget(QWidget *widget)
     if (native)
         node.insert(QStringLiteral("window"), double(own));
     node.insert(QStringLiteral("widget"), true);
-    node.insert(QStringLiteral("address"), addressText(widget));
+    node.insert(QStringLiteral("address"), scripting::AddressText(widget));
     return node;
 }
 

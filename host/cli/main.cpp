@@ -4,6 +4,8 @@
 #include <vector>
 
 #include "host/cli/options.h"
+#include "host/cli/programrun.h"
+#include "host/cli/scriptcommand.h"
 #include "host/cli/treecommand.h"
 
 int main(int argc, char *argv[])
@@ -19,14 +21,14 @@ int main(int argc, char *argv[])
         std::printf("vrqt %s\n", VRQT_VERSION);
         return kSuccess;
     }
-    if (command != "tree") {
+    if (!isCommand(command)) {
         std::fprintf(stderr, "vrqt: %s\n%s", command.empty() ? "no command given" : ("unknown command \"" + command + "\"").c_str(),
                      usage().c_str());
         return kUsage;
     }
-    TreeOptions options;
+    CommandOptions options;
     std::string error;
-    if (!parseTreeOptions({ arguments.begin() + 1, arguments.end() }, &options, &error)) {
+    if (!parseCommandLine(command, { arguments.begin() + 1, arguments.end() }, &options, &error)) {
         std::fprintf(stderr, "vrqt: %s\n", error.c_str());
         return kUsage;
     }
@@ -34,5 +36,5 @@ int main(int argc, char *argv[])
         std::fputs(usage().c_str(), stdout);
         return kSuccess;
     }
-    return runTree(options);
+    return command == "tree" ? runTree(options) : runScript(options);
 }

@@ -2,12 +2,47 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 
 namespace vrqt::cli {
 
 namespace {
 
 constexpr double kLongestTimeoutSeconds = 24 * 3600;
+constexpr std::size_t kAny = std::numeric_limits<std::size_t>::max();
+
+struct CommandRow
+{
+    const char *name;
+    std::size_t fewestOperands;
+    std::size_t mostOperands;
+    const char *operands; // as the synopsis shows them
+};
+
+constexpr CommandRow kCommands[] = {
+    { "tree", 0, 0, "" },
+    { "get", 2, 2, "OBJECT MEMBER" },
+    { "set", 3, 3, "OBJECT MEMBER VALUE" },
+    { "call", 2, kAny, "OBJECT METHOD [ARGUMENT...]" },
+    { "describe", 1, 2, "OBJECT [MEMBER]" },
+};
+
+const CommandRow *findCommand(const std::string &name)
+{
+    for (const CommandRow &row : kCommands) {
+        if (name == row.name)
+            return &row;
+    }
+    return nullptr;
+}
+
+std::string synopsis(const CommandRow &row)
+{
+    std::string line = std::string("vrqt ") + row.name + " [--json] [--timeout SECONDS] ";
+    if (*row.operands)
+        line += std::string(row.operands) + " ";
+    return line + "-- PROGRAM [ARGUMENTS...]";
+}
 
 bool parseSeconds(const std::string &text, std::chrono::milliseconds *value)
 {
@@ -21,48 +56,89 @@ bool parseSeconds(const std::string &text, std::chrono::milliseconds *value)
     return true;
 }
 
+// Reads one option at arguments[*index]; false with a message.
+bool readOption(const std::vector<std::string> &arguments, std::size_t *index, CommandOptions *options, std::string *error)
+{
+    const std::string &argument = arguments[*index];
+    if (argument == "--json") {
+        options->json = true;
+        return true;
+    }
+    if (argument == "-h" || argument == "--help") {
+        options->help = true;
+        return true;
+    }
+    if (argument == "--timeout" || argument.rfind("--timeout=", 0) == 0) {
+        std::string value;
+        if (argument == "--timeout") {
+            if (++*index == arguments.size()) {
+                *error = "--timeout needs a number of seconds";
+                return false;
+            }
+            value = arguments[*index];
+        } else {
+            value = argument.substr(sizeof "--timeout=" - 1);
+        }
+        if (!parseSeconds(value, &options->timeout)) {
+            *error = "--timeout wants a number of seconds above 0 and at most a day, not \"" + value + "\"";
+            return false;
+        }
+        return true;
+    }
+    *error = "unknown option \"" + argument + "\"";
+    return false;
+}
+
 } // namespace
 
-bool parseTreeOptions(const std::vector<std::string> &arguments, TreeOptions *options, std::string *error)
+bool isCommand(const std::string &command)
 {
-    *options = TreeOptions{};
+    return findCommand(command) != nullptr;
+}
+
+bool parseCommandLine(const std::string &command, const std::vector<std::string> &arguments, CommandOptions *options,
+                      std::string *error)
+{
+    *options = CommandOptions{};
+    options->command = command;
+    const CommandRow *row = findCommand(command);
+    if (!row) {
+        *error = "unknown command \"" + command + "\"";
+        return false;
+    }
     std::size_t index = 0;
+    bool separated = false;
     for (; index < arguments.size(); ++index) {
         const std::string &argument = arguments[index];
         if (argument == "--") {
+            separated = true;
             ++index;
             break;
         }
-        if (argument.empty() || argument[0] != '-')
-            break;
-        if (argument == "--json") {
-            options->json = true;
-        } else if (argument == "-h" || argument == "--help") {
-            options->help = true;
-            return true;
-        } else if (argument == "--timeout" || argument.rfind("--timeout=", 0) == 0) {
-            std::string value;
-            if (argument == "--timeout") {
-                if (++index == arguments.size()) {
-                    *error = "--timeout needs a number of seconds";
-                    return false;
-                }
-                value = arguments[index];
-            } else {
-                value = argument.substr(sizeof "--timeout=" - 1);
-            }
-            if (!parseSeconds(value, &options->timeout)) {
-                *error = "--timeout wants a number of seconds above 0 and at most a day, not \"" + value + "\"";
+        const bool option = options->operands.empty() && !argument.empty() && argument[0] == '-';
+        if (option) {
+            if (!readOption(arguments, &index, options, error))
                 return false;
-            }
-        } else {
-            *error = "unknown option \"" + argument + "\"";
-            return false;
+            if (options->help)
+                return true;
+            continue;
         }
+        // tree's program may follow its options without "--".
+        if (row->mostOperands == 0)
+            break;
+        options->operands.push_back(argument);
     }
-    options->command.assign(arguments.begin() + std::ptrdiff_t(index), arguments.end());
-    if (options->command.empty() || options->command.front().empty()) {
-        *error = "no program given: vrqt tree [--json] [--timeout SECONDS] -- PROGRAM [ARGUMENTS]";
+    options->program.assign(arguments.begin() + std::ptrdiff_t(index), arguments.end());
+    if (row->mostOperands > 0 && !separated) {
+        *error = "\"--\" and the program must follow the operands: " + synopsis(*row);
+        return false;
+    }
+    if (options->operands.size() < row->fewestOperands || options->operands.size() > row->mostOperands) {
+        *error = "wrong number of operands: " + synopsis(*row);
+        return false;
+    }
+    if (options->program.empty() || options->program.front().empty()) {
+        *error = "no program given: " + synopsis(*row);
         return false;
     }
     return true;
@@ -70,20 +146,34 @@ bool parseTreeOptions(const std::vector<std::string> &arguments, TreeOptions *op
 
 std::string usage()
 {
-    return "usage: vrqt tree [--json] [--timeout SECONDS] -- PROGRAM [ARGUMENTS...]\n"
-           "\n"
+    std::string text = "usage:\n";
+    for (const CommandRow &row : kCommands)
+        text += "  " + synopsis(row) + "\n";
+    return text + "\n"
            "Starts PROGRAM, an unmodified Qt 5 Widgets program, with the vrQt agent\n"
-           "preloaded, waits until its main widget is shown, prints its widget tree as\n"
-           "the vrQt module sees it, and closes the program again.\n"
+           "preloaded, waits until its main widget is shown, does one thing, and closes\n"
+           "the program again:\n"
            "\n"
-           "  --json              print the tree as one JSON document\n"
+           "  tree       print the widget tree as the vrQt module sees it\n"
+           "  get        print the value of an object's property (MEMBER may be a path:\n"
+           "             geometry.width)\n"
+           "  set        write VALUE into an object's property\n"
+           "  call       call a method of an object with the ARGUMENTs and print its result\n"
+           "  describe   list what the object's type description offers, class by class\n"
+           "\n"
+           "OBJECT is an objectName, a path of them (dialog/okButton), a class with the\n"
+           "index the tree shows (Calculator/Button[3]), or @ADDRESS as the tree prints it.\n"
+           "VALUE and ARGUMENTs are read as a script would read them: true and false,\n"
+           "numbers, \"quoted text\" or plain text.\n"
+           "\n"
+           "  --json              print the result as one JSON document\n"
            "  --timeout SECONDS   how long to wait for the program's main widget and for\n"
            "                      each answer (default 30)\n"
            "\n"
            "The program's own output goes to standard error. VRQT_MODULE names the module\n"
            "to load (default: libvrqtproxy.so next to the agent).\n"
            "\n"
-           "Exit status: 0 done; 1 failed; 2 bad command line; 3 the tree was printed but\n"
+           "Exit status: 0 done; 1 failed; 2 bad command line; 3 the command was done but\n"
            "the program did not end cleanly after being asked to quit; 130 interrupted.\n";
 }
 

@@ -57,24 +57,24 @@ bool parseRequest(const std::string &line, Request *request, Error *error)
     QJsonObject object;
     QString reason;
     if (const char *code = parseObject(line, &object, &reason)) {
-        *error = { QLatin1String(code), reason };
+        *error = { QLatin1String(code), reason, {} };
         return false;
     }
     const QJsonValue id = object.value(QLatin1String("id"));
     if (isValidId(id))
         request->id = id;
     else {
-        *error = { QLatin1String(error::kInvalidRequest), QStringLiteral("\"id\" must be an integer or a string") };
+        *error = { QLatin1String(error::kInvalidRequest), QStringLiteral("\"id\" must be an integer or a string"), {} };
         return false;
     }
     const QJsonValue name = object.value(QLatin1String("request"));
     if (!name.isString() || name.toString().isEmpty()) {
-        *error = { QLatin1String(error::kInvalidRequest), QStringLiteral("\"request\" must be a non-empty string") };
+        *error = { QLatin1String(error::kInvalidRequest), QStringLiteral("\"request\" must be a non-empty string"), {} };
         return false;
     }
     const QJsonValue params = object.value(QLatin1String("params"));
     if (!params.isUndefined() && !params.isNull() && !params.isObject()) {
-        *error = { QLatin1String(error::kInvalidRequest), QStringLiteral("\"params\" must be an object") };
+        *error = { QLatin1String(error::kInvalidRequest), QStringLiteral("\"params\" must be an object"), {} };
         return false;
     }
     request->name = name.toString();
@@ -102,6 +102,9 @@ bool parseResponse(const std::string &line, Response *response, QString *reason)
     const QJsonObject error = object.value(QLatin1String("error")).toObject();
     response->error.code = error.value(QLatin1String("code")).toString(QLatin1String(error::kInternal));
     response->error.message = error.value(QLatin1String("message")).toString();
+    response->error.details = error;
+    response->error.details.remove(QLatin1String("code"));
+    response->error.details.remove(QLatin1String("message"));
     return true;
 }
 
@@ -120,7 +123,9 @@ std::string encodeResult(const QJsonValue &id, const QJsonValue &result)
 
 std::string encodeError(const QJsonValue &id, const Error &error)
 {
-    const QJsonObject details{ { QLatin1String("code"), error.code }, { QLatin1String("message"), error.message } };
+    QJsonObject details = error.details;
+    details.insert(QLatin1String("code"), error.code);
+    details.insert(QLatin1String("message"), error.message);
     return encodeLine({ { QLatin1String("id"), id }, { QLatin1String("ok"), false }, { QLatin1String("error"), details } });
 }
 

@@ -20,6 +20,8 @@ struct Error
 {
     QString code;
     QString message;
+    // Further members of the error object ("hresult" of a failed call).
+    QJsonObject details;
 };
 
 struct Request

@@ -30,6 +30,10 @@ constexpr char kNoWidgets[] = "no-widgets";           // the application is not 
 constexpr char kModuleUnavailable[] = "module-unavailable";
 constexpr char kBusy[] = "busy";                      // the GUI thread did not take the work in time
 constexpr char kClosing[] = "closing";                // the application is shutting down
+constexpr char kNoSuchObject[] = "no-such-object";    // no object answers to the reference
+constexpr char kAmbiguousObject[] = "ambiguous-object"; // the reference fits several objects
+constexpr char kNoSuchMember[] = "no-such-member";    // the object's type description has no such member
+constexpr char kInvokeFailed[] = "invoke-failed";     // the member's call failed; the error says with which HRESULT
 constexpr char kInternal[] = "internal";
 } // namespace error
 

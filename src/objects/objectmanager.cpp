@@ -153,6 +153,8 @@ HRESULT CvrQtBaseObjectManager::CreateInstance(CvrQtBaseObjectManager **manager)
     return *manager ? S_OK : E_OUTOFMEMORY;
 }
 
+CvrQtBaseObjectManager::CvrQtBaseObjectManager() : registry(static_cast<IvrQtObjectsManager *>(this)) {}
+
 CvrQtBaseObjectManager::~CvrQtBaseObjectManager()
 {
     Shutdown();
@@ -160,6 +162,7 @@ CvrQtBaseObjectManager::~CvrQtBaseObjectManager()
 
 void CvrQtBaseObjectManager::Shutdown()
 {
+    registry.Shutdown();
     // Listeners left behind by controllers released away from their
     // object's thread hold code of this module: they go before it does.
     DeleteAbandonedListeners();
@@ -168,9 +171,26 @@ void CvrQtBaseObjectManager::Shutdown()
 HRESULT CvrQtBaseObjectManager::QueryInterface(REFIID riid, void **object)
 {
     return QueryInterfaceTable(this,
-                               { Implements<CvrQtBaseObjectManager, IvrQtObjectsHelper>(IID_IvrQtObjectsHelper),
+                               { Implements<CvrQtBaseObjectManager, IvrQtObjectsManager>(IID_IvrQtObjectsManager),
+                                 Implements<CvrQtBaseObjectManager, IvrQtObjectsHelper>(IID_IvrQtObjectsHelper),
                                  Implements<CvrQtBaseObjectManager, IvrQtWidgetsHelper>(IID_IvrQtWidgetsHelper) },
                                riid, object);
+}
+
+// IvrQtObjectsManager
+
+HRESULT CvrQtBaseObjectManager::Initialize(IUnknown *host)
+{
+    return registry.Initialize(host);
+}
+
+HRESULT CvrQtBaseObjectManager::GetObjectTypeInfo(QObject *object, ITypeInfo **typeInfo)
+{
+    if (!typeInfo)
+        return E_POINTER;
+    *typeInfo = nullptr;
+    QObject *live = AsLiveQObject(object);
+    return live ? registry.GetObjectTypeInfo(live, typeInfo) : E_INVALIDARG;
 }
 
 // IvrQtObjectsHelper

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "interfaces/objects.h"
+#include "reflection/exposerregistry.h"
 #include "runtime/comobject.h"
 
 // Objects cross as addresses; each operation first makes sure that the
@@ -14,7 +15,10 @@
 //
 // The manager has no lock; operations run on the caller's thread, except
 // SetWidgetFocus and GetChildWidgets, which run on the widget's thread.
-class CvrQtBaseObjectManager : public ComObjectRoot, public IvrQtObjectsHelper, public IvrQtWidgetsHelper
+class CvrQtBaseObjectManager : public ComObjectRoot,
+                               public IvrQtObjectsManager,
+                               public IvrQtObjectsHelper,
+                               public IvrQtWidgetsHelper
 {
 public:
     // Made with no reference; the creator takes the first.
@@ -26,6 +30,11 @@ public:
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void **object) override;
     VRQT_IUNKNOWN_BY_ROOT
+
+    // IvrQtObjectsManager. GetObjectTypeInfo answers E_INVALIDARG for an
+    // address that is not a live object.
+    HRESULT STDMETHODCALLTYPE Initialize(IUnknown *host) override;
+    HRESULT STDMETHODCALLTYPE GetObjectTypeInfo(QObject *object, ITypeInfo **typeInfo) override;
 
     // IvrQtObjectsHelper
     HRESULT STDMETHODCALLTYPE GetObjectName(QObject *object, BSTR *name) override;
@@ -62,6 +71,8 @@ public:
     VARIANT_BOOL STDMETHODCALLTYPE HasSiblingOfSameName(QWidget *widget) override;
 
 private:
-    CvrQtBaseObjectManager() = default;
+    CvrQtBaseObjectManager();
     ~CvrQtBaseObjectManager() override;
+
+    CvrQtExposerRegistry registry;
 };

@@ -1,5 +1,7 @@
 #include "typeinfo/customtypeinfo.h"
 
+#include <algorithm>
+
 #include <new>
 
 #include "runtime/comobject.h"
@@ -246,7 +248,7 @@ HRESULT CCustomTypeInfo::addRecord(const Record &source, std::vector<Record> &re
     }
     *index = int(records.size()) - 1;
     try {
-        memberEntries[id].push_back({ kind, *index });
+        entriesFor(id).push_back({ kind, *index });
         if (named && idsByName.emplace(key.get(), id).second)
             key.release();
         if (named && namesById.emplace(id, finalName.get()).second)
@@ -336,10 +338,29 @@ HRESULT CCustomTypeInfo::AddBaseType(ITypeInfo *baseType)
 
 // Lookups -------------------------------------------------------------------
 
+namespace {
+
+template <typename Entries>
+auto FindEntries(Entries &entries, MEMBERID memberId)
+{
+    return std::lower_bound(entries.begin(), entries.end(), memberId,
+                            [](const auto &entry, MEMBERID id) { return entry.first < id; });
+}
+
+} // namespace
+
 const std::vector<CCustomTypeInfo::MemberEntry> *CCustomTypeInfo::entriesOf(MEMBERID memberId) const
 {
-    const auto found = memberEntries.find(memberId);
-    return found == memberEntries.end() ? nullptr : &found->second;
+    const auto found = FindEntries(memberEntries, memberId);
+    return found == memberEntries.end() || found->first != memberId ? nullptr : &found->second;
+}
+
+std::vector<CCustomTypeInfo::MemberEntry> &CCustomTypeInfo::entriesFor(MEMBERID memberId)
+{
+    auto found = FindEntries(memberEntries, memberId);
+    if (found == memberEntries.end() || found->first != memberId)
+        found = memberEntries.insert(found, { memberId, {} });
+    return found->second;
 }
 
 // The identifier of name in this description alone, compared upper-cased.

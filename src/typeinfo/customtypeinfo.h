@@ -136,13 +136,15 @@ private:
     HRESULT invokeMember(PVOID instance, MEMBERID memberId, WORD flags, DISPPARAMS *params, VARIANT *outcome,
                          EXCEPINFO *excepInfo, UINT *argErr);
     const std::vector<MemberEntry> *entriesOf(MEMBERID memberId) const;
+    std::vector<MemberEntry> &entriesFor(MEMBERID memberId);
     MEMBERID findName(LPCOLESTR name, bool *found) const;
 
     CRITICAL_SECTION lock;
     bool lockReady = false;
     std::vector<ITypeInfo *> baseTypes;
     // One identifier may stand for several entries, kept in the order added.
-    std::unordered_map<MEMBERID, std::vector<MemberEntry>> memberEntries;
+    // Sorted by identifier: looked up on every call, added to only while building.
+    std::vector<std::pair<MEMBERID, std::vector<MemberEntry>>> memberEntries;
     std::vector<FUNCDESC> funcs;
     NameMap idsByName;
     std::unordered_map<MEMBERID, BSTR> namesById;

@@ -13,7 +13,7 @@ HRESULT MethodArguments::Append(VARIANT &value, const QtTypeDescription &descrip
         return DISP_E_TYPEMISMATCH;
     Slot &slot = entries[size_t(appended)];
     slot = Slot();
-    slot.typeName = description.typeName.toLatin1();
+    slot.typeName = description.latin1Name;
     slot.kind = description.isObject ? QtTemporary::None : QtTemporaryFor(description.typeName);
     if (slot.kind != QtTemporary::None) {
         if (description.pointerDepth == 0) {

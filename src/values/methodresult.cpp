@@ -4,20 +4,18 @@
 #include "values/valuestorage.h"
 
 MethodResult::MethodResult(const QtTypeDescription &description)
-    : description(description), typeName(description.typeName.toLatin1())
+    : description(description), storage(CreateEmptyValue(description.storage, description.pointerDepth))
 {
-    const QByteArray bareName = CQtTypeTable::RemovePointerMarks(description.typeName).toLatin1();
-    storage = CreateEmptyValue(bareName.constData(), description.pointerDepth);
 }
 
 MethodResult::~MethodResult()
 {
-    DestroyValue(storage, description.typeName);
+    DestroyValue(storage, description.storage);
 }
 
 QGenericReturnArgument MethodResult::returnArgument() const
 {
-    return QGenericReturnArgument(typeName.constData(), storage);
+    return QGenericReturnArgument(description.latin1Name.constData(), storage);
 }
 
 HRESULT MethodResult::Deliver(const HostWrapper &host, VARIANT *result)

@@ -33,6 +33,5 @@ public:
 
 private:
     const QtTypeDescription &description;
-    QByteArray typeName;
     void *storage = nullptr;
 };

@@ -4,14 +4,15 @@
 #include "values/qttemporary.h"
 #include "values/qtcompat.h"
 #include "values/valuestorage.h"
+#include "values/variantdata.h"
 
 void DescribePropertyType(const QMetaProperty &property, QtTypeDescription &out)
 {
     CQtTypeTable::DescribeType(property.typeName(), out, PropertyTypeMask);
     if (out.vt == VT_ILLEGAL && (property.isFlagType() || property.isEnumType())) {
         out.vt = VT_I4;
-        out.typeName = QStringLiteral("long");
         out.isObject = false;
+        SetDescribedName(out, QStringLiteral("long"));
     }
 }
 
@@ -22,12 +23,19 @@ HRESULT PropertyValueToVariant(const QVariant &value, const QtTypeDescription &d
         return E_POINTER;
     if (!value.isValid())
         return E_FAIL;
-    void *storage = CreateValueFromQVariant(value, description.typeName);
-    if (!storage && !description.isObject) {
-        result->vt = VT_EMPTY;
+    if (!description.isObject) {
+        // A scalar needs no storage of its own: it is copied at once.
+        alignas(8) unsigned char cell[8];
+        if (!FillScalarFromQVariant(value, description.storage, cell)) {
+            result->vt = VT_EMPTY;
+            return S_OK;
+        }
+        result->vt = description.vt;
+        StoreRawInVariant(cell, *result);
         return S_OK;
     }
-    return DeliverStorage(storage, description, host, WrapFailure::Report, result);
+    return DeliverStorage(CreateValueFromQVariant(value, description.storage), description, host,
+                          WrapFailure::Report, result);
 }
 
 QVariant PropertyWriteValue(const VARIANT &value, const QtTypeDescription &description, const QMetaProperty &property)

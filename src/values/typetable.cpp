@@ -1,5 +1,7 @@
 #include "values/typetable.h"
 
+#include "values/valuestorage.h"
+
 #include <iterator>
 
 #include <QMetaObject>
@@ -103,6 +105,19 @@ QString CQtTypeTable::RemovePointerMarks(const QString &name)
 }
 
 void CQtTypeTable::DescribeType(const char *rawName, QtTypeDescription &out, unsigned mask)
+{
+    Describe(rawName, out, mask);
+    SetDescribedName(out, out.typeName);
+}
+
+void SetDescribedName(QtTypeDescription &out, const QString &typeName)
+{
+    out.typeName = typeName;
+    out.latin1Name = typeName.toLatin1();
+    out.storage = FindStorageRows(typeName);
+}
+
+void CQtTypeTable::Describe(const char *rawName, QtTypeDescription &out, unsigned mask)
 {
     out.vt = VT_ILLEGAL;
     out.pointerDepth = 0;

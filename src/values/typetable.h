@@ -4,9 +4,11 @@
 // IDispatch; every other name has no automation type.
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 #include "platform/automation.h"
+#include "values/storagerows.h"
 
 // The classification of one type name. The exposers own these records, one
 // for a property or a method's result (slot 0) and one for each parameter.
@@ -16,7 +18,12 @@ struct QtTypeDescription {
     bool isObject = false;     // travels as an object behind IDispatch
     int pointerDepth = 0;      // asterisks in the raw name
     bool isReference = false;  // a scalar or interface name declared with '&'
+    QByteArray latin1Name;     // typeName as Qt matches argument names; set with it
+    StorageRows storage;       // for typeName, set with it
 };
+
+// Sets typeName and what is derived from it.
+void SetDescribedName(QtTypeDescription &out, const QString &typeName);
 
 // Which tables DescribeType searches.
 enum QtTypeMask : unsigned {
@@ -43,6 +50,9 @@ public:
     // Fills out from rawName, searching the tables that mask admits. All
     // fields are overwritten; never fails (an unknown name gives VT_ILLEGAL).
     static void DescribeType(const char *rawName, QtTypeDescription &out, unsigned mask);
+
+private:
+    static void Describe(const char *rawName, QtTypeDescription &out, unsigned mask);
 };
 
 // How every table of this folder compares a name with a row's name.

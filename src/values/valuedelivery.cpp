@@ -17,22 +17,27 @@ HRESULT DeliverStorage(void *storage, const QtTypeDescription &description, cons
         result->vt = description.vt;
         if (storage)
             StoreRawInVariant(storage, *result);
-        DestroyValue(storage, description.typeName); // nothing reads it again
+        DestroyValue(storage, description.storage); // nothing reads it again
         return S_OK;
     }
     int hostContext = 0;
-    if (host.hostContext) {
-        const HRESULT hr = host.hostContext(&hostContext);
+    IvrQtHostContext *asker = nullptr;
+    if (host.context)
+        host.context->QueryInterface(IID_IvrQtHostContext, reinterpret_cast<void **>(&asker));
+    if (asker) {
+        const HRESULT hr = asker->GetHostContext(&hostContext);
+        asker->Release();
         if (FAILED(hr)) {
-            DestroyValue(storage, description.typeName);
+            DestroyValue(storage, description.storage);
             return hr;
         }
     }
-    // The name goes to the host as its Latin-1 text.
-    const QString latin1Name = QString::fromLatin1(description.typeName.toLatin1());
-    BSTR typeName = SysAllocStringLen(reinterpret_cast<const OLECHAR *>(latin1Name.utf16()), UINT(latin1Name.size()));
+    // The name goes to the host as its Latin-1 text, which it already is: it
+    // was read from a meta-object as Latin-1.
+    BSTR typeName = SysAllocStringLen(reinterpret_cast<const OLECHAR *>(description.typeName.utf16()),
+                                      UINT(description.typeName.size()));
     if (!typeName) {
-        DestroyValue(storage, description.typeName);
+        DestroyValue(storage, description.storage);
         return E_OUTOFMEMORY;
     }
     IDispatch *wrapped = nullptr;
@@ -40,7 +45,7 @@ HRESULT DeliverStorage(void *storage, const QtTypeDescription &description, cons
     SysFreeString(typeName);
     // Once offered, the storage is the wrapper's, even when the wrap failed.
     if (!host.factory)
-        DestroyValue(storage, description.typeName);
+        DestroyValue(storage, description.storage);
     if (FAILED(hr) && onWrapFailure == WrapFailure::Report)
         return hr;
     result->vt = VT_DISPATCH;

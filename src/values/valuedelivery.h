@@ -3,18 +3,16 @@
 // factory and travels as VT_DISPATCH.
 #pragma once
 
-#include <functional>
-
 #include "interfaces/values.h"
 #include "values/typetable.h"
 
 // What wrapping needs from the exposer: the factory the object exposer was
-// given, and the host context of the current call, asked for only when a
-// value is wrapped (a failure ends the transfer with its result; no
-// function counts as context 0).
+// given, and the instance the host passed for the call, asked for its host
+// context (IvrQtHostContext) only when a value is wrapped: a failure ends
+// the transfer with its result; a context that does not answer counts as 0.
 struct HostWrapper {
     IvrQtHostObjectFactory *factory = nullptr;
-    std::function<HRESULT(int *hostContext)> hostContext;
+    IUnknown *context = nullptr;
 };
 
 // WrapStorage of factory with storage, hostContext, typeName and

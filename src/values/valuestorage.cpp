@@ -36,6 +36,15 @@
 #include "values/qtcompat.h"
 #include "values/typetable.h"
 
+// One row of the storage tables; rows are named by StorageRows.
+struct StorageRow {
+    const char *name;
+    void *(*fromVariant)(const QVariant &value); // null: the row makes no storage from a value
+    void *(*empty)();                            // null: the row makes no empty storage
+    void (*destroy)(void *storage);
+    void (*fillCell)(const QVariant &value, void *cell) = nullptr; // scalar rows from a value
+};
+
 namespace {
 
 // Scalars and pointers all live in one zeroed 8-byte cell, whatever the
@@ -45,22 +54,21 @@ struct ScalarCell {
     alignas(8) unsigned char bytes[8];
 };
 
-struct StorageRow {
-    const char *name;
-    void *(*fromVariant)(const QVariant &value); // null: the row makes no storage from a value
-    void *(*empty)();                            // null: the row makes no empty storage
-    void (*destroy)(void *storage);
-};
+
+template <typename Stored, typename Cast = Stored>
+void FillScalarCell(const QVariant &value, void *cell)
+{
+    static_assert(sizeof(Stored) <= sizeof(ScalarCell), "scalars fit one cell");
+    const Stored stored = Stored(qvariant_cast<Cast>(value));
+    std::memcpy(cell, &stored, sizeof stored);
+}
 
 template <typename Stored, typename Cast = Stored>
 void *ScalarFromVariant(const QVariant &value)
 {
-    static_assert(sizeof(Stored) <= sizeof(ScalarCell), "scalars fit one cell");
     ScalarCell *cell = new (std::nothrow) ScalarCell();
-    if (cell) {
-        const Stored stored = Stored(qvariant_cast<Cast>(value));
-        std::memcpy(cell->bytes, &stored, sizeof stored);
-    }
+    if (cell)
+        FillScalarCell<Stored, Cast>(value, cell->bytes);
     return cell;
 }
 
@@ -75,7 +83,10 @@ template <typename T>
 void DestroyClass(void *storage) { delete static_cast<T *>(storage); }
 
 template <typename Stored, typename Cast = Stored>
-constexpr StorageRow ScalarRow(const char *name) { return { name, &ScalarFromVariant<Stored, Cast>, nullptr, &DestroyScalar }; }
+constexpr StorageRow ScalarRow(const char *name)
+{
+    return { name, &ScalarFromVariant<Stored, Cast>, nullptr, &DestroyScalar, &FillScalarCell<Stored, Cast> };
+}
 constexpr StorageRow EmptyScalarRow(const char *name) { return { name, nullptr, &EmptyScalar, &DestroyScalar }; }
 
 template <typename T>
@@ -211,27 +222,65 @@ const StorageRow *FindRow(const RowRun (&runs)[N], const QString &name)
 
 } // namespace
 
+StorageRows FindStorageRows(const QString &typeName)
+{
+    StorageRows rows;
+    rows.fromValue = FindRow(kFromVariantRows, typeName);
+    rows.empty = FindRow(kEmptyRows, QString::fromLatin1(CQtTypeTable::RemovePointerMarks(typeName).toLatin1()));
+    rows.owner = typeName.contains(QLatin1Char('*')) ? nullptr : FindRow(kClassRows, typeName);
+    return rows;
+}
+
+void *CreateValueFromQVariant(const QVariant &value, const StorageRows &rows)
+{
+    return rows.fromValue && rows.fromValue->fromVariant ? rows.fromValue->fromVariant(value) : nullptr;
+}
+
+bool FillScalarFromQVariant(const QVariant &value, const StorageRows &rows, void *cell)
+{
+    if (!rows.fromValue || !rows.fromValue->fillCell)
+        return false;
+    std::memset(cell, 0, sizeof(ScalarCell));
+    rows.fromValue->fillCell(value, cell);
+    return true;
+}
+
+void *CreateEmptyValue(const StorageRows &rows, int pointerDepth)
+{
+    if (pointerDepth != 0)
+        return EmptyScalar(); // the pointer the method writes
+    return rows.empty && rows.empty->empty ? rows.empty->empty() : nullptr;
+}
+
+void DestroyValue(void *storage, const StorageRows &rows)
+{
+    if (!storage)
+        return;
+    if (rows.owner && rows.owner->destroy)
+        rows.owner->destroy(storage);
+    else
+        DestroyScalar(storage);
+}
+
 void *CreateValueFromQVariant(const QVariant &value, const QString &typeName)
 {
-    const StorageRow *row = FindRow(kFromVariantRows, typeName);
-    return row && row->fromVariant ? row->fromVariant(value) : nullptr;
+    StorageRows rows;
+    rows.fromValue = FindRow(kFromVariantRows, typeName);
+    return CreateValueFromQVariant(value, rows);
 }
 
 void *CreateEmptyValue(const char *typeName, int pointerDepth)
 {
-    if (pointerDepth != 0)
-        return EmptyScalar(); // the pointer the method writes
-    const StorageRow *row = FindRow(kEmptyRows, QString::fromLatin1(typeName));
-    return row && row->empty ? row->empty() : nullptr;
+    StorageRows rows;
+    if (pointerDepth == 0)
+        rows.empty = FindRow(kEmptyRows, QString::fromLatin1(typeName));
+    return CreateEmptyValue(rows, pointerDepth);
 }
 
 void DestroyValue(void *storage, const QString &typeName)
 {
-    if (!storage)
-        return;
-    const StorageRow *row = typeName.contains(QLatin1Char('*')) ? nullptr : FindRow(kClassRows, typeName);
-    if (row && row->destroy)
-        row->destroy(storage);
-    else
-        DestroyScalar(storage);
+    StorageRows rows;
+    if (storage && !typeName.contains(QLatin1Char('*')))
+        rows.owner = FindRow(kClassRows, typeName);
+    DestroyValue(storage, rows);
 }

@@ -7,6 +7,8 @@
 #include <QString>
 #include <QVariant>
 
+#include "values/storagerows.h"
+
 // New storage for the row whose name equals typeName without regard to case
 // (asterisks stay in typeName: "QObject*" and "void*" have rows of their
 // own), filled by qvariant_cast of the row's type: a value Qt cannot
@@ -28,3 +30,14 @@ void *CreateEmptyValue(const char *typeName, int pointerDepth);
 // description (asterisks kept): a Qt class is destroyed as that class,
 // everything else is scalar or pointer storage. Null does nothing.
 void DestroyValue(void *storage, const QString &typeName);
+
+// The rows each function above would find for typeName (asterisks kept).
+StorageRows FindStorageRows(const QString &typeName);
+
+// The same three, with rows found beforehand.
+void *CreateValueFromQVariant(const QVariant &value, const StorageRows &rows);
+// For a scalar row: the value as CreateValueFromQVariant would store it,
+// into 8 bytes at cell instead of new storage. False for any other row.
+bool FillScalarFromQVariant(const QVariant &value, const StorageRows &rows, void *cell);
+void *CreateEmptyValue(const StorageRows &rows, int pointerDepth);
+void DestroyValue(void *storage, const StorageRows &rows);

@@ -56,7 +56,7 @@ TEST(Agent, HelloNamesTheProcessAndTheRequests)
     EXPECT_EQ(facts.value(QStringLiteral("module")).toString(), QStringLiteral("/nonexistent/libvrqtproxy.so"));
     EXPECT_FALSE(facts.value(QStringLiteral("qtVersion")).toString().isEmpty());
     const QJsonArray requests = facts.value(QStringLiteral("requests")).toArray();
-    for (const char *name : { "hello", "status", "tree", "quit" })
+    for (const char *name : { "hello", "status", "tree", "get", "set", "call", "describe", "quit" })
         EXPECT_TRUE(requests.contains(QLatin1String(name))) << name;
     quit(harness, 2);
 }
@@ -123,9 +123,10 @@ TEST(Agent, AModuleThatCannotLoadIsReportedAndTheProgramRunsOn)
     AgentHarness harness;
     std::string failure;
     ASSERT_TRUE(harness.start({ targetPath("hostwindow") }, kNoModule, &failure)) << failure;
-    for (const char *request : { "status", "tree" }) {
+    const QJsonObject scripting{ { QStringLiteral("object"), QStringLiteral("hostWindow") }, { QStringLiteral("member"), QStringLiteral("x") } };
+    for (const char *request : { "status", "tree", "get", "describe" }) {
         SCOPED_TRACE(request);
-        const auto response = harness.call(1, QLatin1String(request));
+        const auto response = harness.call(1, QLatin1String(request), scripting);
         ASSERT_TRUE(response);
         EXPECT_FALSE(response->ok);
         EXPECT_EQ(response->error.code, QLatin1String(error::kModuleUnavailable));

@@ -72,12 +72,14 @@ TEST(Message, RequestsAndResponsesSurviveTheirOwnEncoding)
     EXPECT_EQ(response.id, QJsonValue(QStringLiteral("r1")));
     EXPECT_EQ(response.result.toObject(), result);
 
-    const std::string errorLine = encodeError(QJsonValue(), { QLatin1String(error::kBusy), QStringLiteral("later") });
+    const QJsonObject details{ { QStringLiteral("hresult"), QStringLiteral("0x800705B4") } };
+    const std::string errorLine = encodeError(QJsonValue(), { QLatin1String(error::kBusy), QStringLiteral("later"), details });
     ASSERT_TRUE(parseResponse(errorLine, &response, &reason));
     EXPECT_FALSE(response.ok);
     EXPECT_TRUE(response.id.isNull());
     EXPECT_EQ(response.error.code, QLatin1String(error::kBusy));
     EXPECT_EQ(response.error.message, QStringLiteral("later"));
+    EXPECT_EQ(response.error.details, details) << "further members travel beside code and message";
 }
 
 TEST(Message, RefusesLinesThatAreNoResponse)

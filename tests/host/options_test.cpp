@@ -1,8 +1,11 @@
-// The command line of `vrqt tree`.
+// The command lines of vrqt's commands.
 #include <gtest/gtest.h>
+
+#include <QJsonDocument>
 
 #include "host/cli/agentlibrary.h"
 #include "host/cli/options.h"
+#include "host/cli/scriptcommand.h"
 
 using namespace vrqt::cli;
 using namespace std::chrono_literals;
@@ -15,7 +18,7 @@ TEST(TreeOptions, ReadsOptionsAndTheProgram)
         bool valid;
         bool json;
         std::chrono::milliseconds timeout;
-        std::vector<std::string> command;
+        std::vector<std::string> program;
     } rows[] = {
         { "program only", { "--", "prog" }, true, false, 30s, { "prog" } },
         { "without the separator", { "prog", "-x" }, true, false, 30s, { "prog", "-x" } },
@@ -38,26 +41,74 @@ TEST(TreeOptions, ReadsOptionsAndTheProgram)
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.name);
-        TreeOptions options;
+        CommandOptions options;
         std::string error;
-        EXPECT_EQ(parseTreeOptions(row.arguments, &options, &error), row.valid) << error;
+        EXPECT_EQ(parseCommandLine("tree", row.arguments, &options, &error), row.valid) << error;
         if (!row.valid) {
             EXPECT_FALSE(error.empty());
             continue;
         }
         EXPECT_EQ(options.json, row.json);
         EXPECT_EQ(options.timeout, row.timeout);
-        EXPECT_EQ(options.command, row.command);
+        EXPECT_EQ(options.program, row.program);
     }
 }
 
 TEST(TreeOptions, HelpNeedsNoProgram)
 {
-    TreeOptions options;
+    CommandOptions options;
     std::string error;
-    ASSERT_TRUE(parseTreeOptions({ "--help" }, &options, &error)) << error;
+    ASSERT_TRUE(parseCommandLine("tree", { "--help" }, &options, &error)) << error;
     EXPECT_TRUE(options.help);
     EXPECT_NE(usage().find("vrqt tree"), std::string::npos);
+}
+
+TEST(ScriptOptions, ReadOperandsBeforeTheSeparator)
+{
+    using Words = std::vector<std::string>;
+    struct Row {
+        const char *name;
+        const char *command;
+        Words arguments;
+        bool valid;
+        Words operands;
+        const char *params; // the request's params as compact JSON; for a refusal, what its message says
+    } rows[] = {
+        { "get", "get", { "--json", "okButton", "text", "--", "prog" }, true, { "okButton", "text" },
+          R"({"member":"text","object":"okButton"})" },
+        { "set with a value like an option", "set", { "counter", "clickCount", "-5", "--", "prog" }, true,
+          { "counter", "clickCount", "-5" }, R"({"member":"clickCount","object":"counter","value":"-5"})" },
+        { "call without arguments", "call", { "counter", "reset", "--", "prog" }, true, { "counter", "reset" },
+          R"({"arguments":[],"method":"reset","object":"counter"})" },
+        { "call with arguments", "call", { "counter", "describe", "\"a b\"", "2", "--", "prog" }, true,
+          { "counter", "describe", "\"a b\"", "2" }, R"({"arguments":["\"a b\"","2"],"method":"describe","object":"counter"})" },
+        { "describe an object", "describe", { "counter", "--", "prog" }, true, { "counter" }, R"({"object":"counter"})" },
+        { "describe through a member", "describe", { "counter", "parent", "--", "prog" }, true, { "counter", "parent" },
+          R"({"member":"parent","object":"counter"})" },
+        { "get without a member", "get", { "okButton", "--", "prog" }, false, {}, "vrqt get [--json]" },
+        { "set without a value", "set", { "okButton", "text", "--", "prog" }, false, {}, "OBJECT MEMBER VALUE" },
+        { "no separator", "get", { "okButton", "text", "prog" }, false, {}, "\"--\" and the program" },
+        { "no program", "get", { "okButton", "text", "--" }, false, {}, "no program given" },
+        { "an unknown option", "get", { "--deep", "okButton", "text", "--", "prog" }, false, {}, "\"--deep\"" },
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        CommandOptions options;
+        std::string error;
+        ASSERT_EQ(parseCommandLine(row.command, row.arguments, &options, &error), row.valid) << error;
+        if (!row.valid) {
+            EXPECT_NE(error.find(row.params), std::string::npos) << error;
+            continue;
+        }
+        EXPECT_EQ(options.operands, row.operands);
+        EXPECT_EQ(options.program, Words{ "prog" });
+        EXPECT_EQ(QJsonDocument(scriptRequestParams(options)).toJson(QJsonDocument::Compact).toStdString(), row.params);
+    }
+    std::string error;
+    CommandOptions options;
+    EXPECT_FALSE(parseCommandLine("list", { "--", "prog" }, &options, &error));
+    for (const char *command : { "tree", "get", "set", "call", "describe" })
+        EXPECT_NE(usage().find(std::string("vrqt ") + command + " "), std::string::npos) << command;
 }
 
 TEST(AgentLibrary, PreloadPutsTheAgentBeforeWhatWasPreloaded)

@@ -16,7 +16,8 @@ TEST(Vrqt, ExplainsItsCommandLine)
         int exitCode;
         const char *says; // in standard output for help, else in standard error
     } rows[] = {
-        { "help", { QStringLiteral("--help") }, 0, "usage: vrqt tree" },
+        { "help", { QStringLiteral("--help") }, 0, "vrqt tree [--json]" },
+        { "help of get", { QStringLiteral("get"), QStringLiteral("--help") }, 0, "vrqt get [--json] [--timeout SECONDS] OBJECT MEMBER" },
         { "help of tree", { QStringLiteral("tree"), QStringLiteral("--help") }, 0, "--timeout SECONDS" },
         { "version", { QStringLiteral("--version") }, 0, "vrqt " },
         { "nothing", {}, 2, "no command given" },

@@ -90,24 +90,45 @@ TEST(ProductPath, ModuleInAnExtensionsFolderPublishesItsParent)
     EXPECT_EQ(product.path() + ":/usr/bin", variable("PATH"));
 }
 
+// A trace folder configured for the user while it lives; the trace opens
+// while the library loads.
+class TraceFolder
+{
+public:
+    TraceFolder()
+        : folder(fs::path(scratch.path()) / "trace"), registry(fs::path(scratch.path()) / "user.reg"),
+          user("VRQT_REGISTRY_USER", (std::ofstream(registry) << "Windows Registry Editor Version 5.00\n\n"
+                                                               << "[HKEY_CURRENT_USER\\SOFTWARE\\Zoklandt]\n"
+                                                               << "\"DebugTraceFolder\"=\"" << folder.string() << "\"\n",
+                                      registry.string().c_str()))
+    {
+    }
+
+    std::vector<fs::path> logs() const
+    {
+        std::vector<fs::path> result;
+        if (fs::is_directory(folder)) {
+            for (const fs::directory_entry &entry : fs::directory_iterator(folder))
+                result.push_back(entry.path());
+        }
+        return result;
+    }
+
+private:
+    const ScopedFolder scratch;
+    const fs::path folder;
+    const fs::path registry;
+    const ScopedVariable user;
+};
+
 TEST(TraceLog, ConfiguredFolderReceivesTheHeaderAndTimedLines)
 {
-    const ScopedFolder scratch;
-    const fs::path traceFolder = fs::path(scratch.path()) / "trace";
-    const fs::path registry = fs::path(scratch.path()) / "user.reg";
-    std::ofstream(registry) << "Windows Registry Editor Version 5.00\n\n"
-                            << "[HKEY_CURRENT_USER\\SOFTWARE\\Zoklandt]\n"
-                            << "\"DebugTraceFolder\"=\"" << traceFolder.string() << "\"\n";
-    // The trace opens while the library loads.
-    const ScopedVariable user("VRQT_REGISTRY_USER", registry.string().c_str());
+    const TraceFolder trace;
     {
         ModuleHost host;
         ASSERT_TRUE(host.load(modulePath())) << host.error();
     }
-    ASSERT_TRUE(fs::is_directory(traceFolder));
-    std::vector<fs::path> logs;
-    for (const fs::directory_entry &entry : fs::directory_iterator(traceFolder))
-        logs.push_back(entry.path());
+    const std::vector<fs::path> logs = trace.logs();
     ASSERT_EQ(1u, logs.size());
     const std::string name = logs.front().stem().string();
     const std::string pid = std::to_string(getpid());
@@ -145,4 +166,27 @@ TEST(TraceLog, ConfiguredFolderReceivesTheHeaderAndTimedLines)
     EXPECT_EQ("Module information:", texts[9]);
     EXPECT_EQ("    Path:     " + modulePath(), texts[10]);
     EXPECT_EQ("The end of the trace file.", texts.back());
+}
+
+// Descriptions handed out stay registered while their exposers hold them, so
+// the unload waits its second for them and says so.
+TEST(TraceLog, UnloadWarnsOfDescriptionsThatOutlastTheWait)
+{
+    const TraceFolder trace;
+    {
+        ModuleHost host;
+        ASSERT_TRUE(host.load(modulePath())) << host.error();
+        Ref<IvrQtObjectsManager> manager = host.manager().query<IvrQtObjectsManager>(IID_IvrQtObjectsManager);
+        ASSERT_TRUE(manager);
+        // A host without a factory: the registry is made all the same.
+        EXPECT_EQ(E_NOINTERFACE, manager->Initialize(host.moduleUnknown()));
+        QObject object;
+        Ref<ITypeInfo> info;
+        ASSERT_EQ(S_OK, manager->GetObjectTypeInfo(&object, reinterpret_cast<ITypeInfo **>(info.out())));
+    }
+    const std::vector<fs::path> logs = trace.logs();
+    ASSERT_EQ(1u, logs.size());
+    const std::string content = readFile(logs.front());
+    EXPECT_NE(std::string::npos, content.find("   WARNING! 1 object are not removed from stub manager during 1000 ms!\n"))
+        << content;
 }

@@ -85,9 +85,25 @@ HRESULT CallMethod(QObject &object, const char *name, std::vector<VARIANT> &argu
     return slot.Deliver(host, result);
 }
 
+// The call's instance as the host passes it, with a fixed host context.
+struct FixedHostContext final : IvrQtHostContext {
+    FixedHostContext(HRESULT answer, int value) : answer(answer), value(value) {}
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void **object) override
+    {
+        *object = IsEqualGUID(riid, IID_IvrQtHostContext) ? this : nullptr;
+        return *object ? S_OK : E_NOINTERFACE;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+    ULONG STDMETHODCALLTYPE Release() override { return 1; }
+    HRESULT STDMETHODCALLTYPE Unused() override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetHostContext(int *context) override { *context = value; return answer; }
+    HRESULT answer;
+    int value;
+} hostContext77(S_OK, 77);
+
 HostWrapper WrapperFor(CountingFactory &factory)
 {
-    return { &factory, [](int *context) { *context = 77; return S_OK; } };
+    return { &factory, &hostContext77 };
 }
 
 TEST(ValueTransfer, ScalarPropertiesRoundTrip)
@@ -171,7 +187,8 @@ TEST(ValueTransfer, WrapAndContextFailures)
     CountingFactory factory;
     ProbeObject object;
     VARIANT out = HostValue{ VT_EMPTY, 0 }.make();
-    EXPECT_EQ(ReadProperty(object, "text", { &factory, [](int *) { return E_ACCESSDENIED; } }, &out), E_ACCESSDENIED);
+    FixedHostContext refusing(E_ACCESSDENIED, 0);
+    EXPECT_EQ(ReadProperty(object, "text", { &factory, &refusing }, &out), E_ACCESSDENIED);
     EXPECT_TRUE(factory.calls.empty());
     factory.failWith = E_OUTOFMEMORY;
     EXPECT_EQ(ReadProperty(object, "text", WrapperFor(factory), &out), E_OUTOFMEMORY) << "a property reports it";
