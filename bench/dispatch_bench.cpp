@@ -17,6 +17,7 @@
 #include "runtime/dispatch/execution.h"
 #include "runtime/dispatch/threadlockscope.h"
 #include "runtime/dispatch/threadregistry.h"
+#include "runtime/dispatch/windowcontext.h"
 
 namespace {
 
@@ -99,8 +100,8 @@ void BM_RoundTripPercentiles(benchmark::State &state)
 BENCHMARK(BM_RoundTripPercentiles)->Iterations(50000)->UseRealTime();
 
 // What the target thread pays on every call, beside the wake-up: the look
-// at its lock marker (a named event that nobody holds) and the fault guard
-// around the function.
+// at its lock marker (a name no event of this process has) and the fault
+// guard around the function.
 void BM_TargetMarkerCheck(benchmark::State &state)
 {
     for (auto _ : state)
@@ -116,6 +117,32 @@ void BM_TargetFaultGuard(benchmark::State &state)
     benchmark::DoNotOptimize(runs);
 }
 BENCHMARK(BM_TargetFaultGuard)->UseRealTime();
+
+// What the caller pays on every call and Qt's round trip does not: the
+// hook on the GUI thread installed and removed (two connections made and
+// cut), and the call's two events and the target's thread handle.
+void BM_CallerHookInstallAndRemove(benchmark::State &state)
+{
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(WindowContext().AcquireThreadHook(guiThread));
+        WindowContext().ReleaseThreadHook(guiThread);
+    }
+}
+BENCHMARK(BM_CallerHookInstallAndRemove)->UseRealTime();
+
+void BM_CallerEventsAndThreadHandle(benchmark::State &state)
+{
+    // After its first call the GUI thread is known to the platform, so
+    // that opening it reads no /proc file.
+    throughThreadHook();
+    for (auto _ : state) {
+        HANDLE handles[3] = { CreateEventW(nullptr, TRUE, FALSE, nullptr), CreateEventW(nullptr, TRUE, FALSE, nullptr),
+                              OpenThread(SYNCHRONIZE, FALSE, guiThread) };
+        for (HANDLE handle : handles)
+            CloseHandle(handle);
+    }
+}
+BENCHMARK(BM_CallerEventsAndThreadHandle)->UseRealTime();
 
 } // namespace
 

@@ -32,13 +32,14 @@ public:
             m_signalled = false;
     }
 
-    // Any thread; takes the event's lock.
+    // Any thread; takes the event's lock, and wakes waiters after it.
     void change(bool signalled)
     {
+        DeferredWakeups wakeups;
         std::lock_guard<std::mutex> guard(lock());
         m_signalled = signalled;
         if (signalled)
-            wakeWaitersLocked();
+            wakeWaitersLocked(wakeups);
     }
 
 private:
@@ -166,6 +167,32 @@ PLATFORM_API HANDLE OpenEventW(DWORD access, BOOL inherit, LPCWSTR name)
     auto event = std::make_shared<Event>(false, false, key);
     names.bindLocked(names.entryLocked(key), event);
     return openHandle(std::move(event), granted);
+}
+
+/// IsEventNameInProcess: whether an event of this process has the name,
+/// answered from the process's own table of names, without a system call.
+///   name [in]: the name, as for CreateEventW.
+/// Returns TRUE while an event that CreateEventW or OpenEventW gave this
+/// process under that name lives; FALSE otherwise, also for a null name or
+/// one OpenEventW refuses. The last error is left as it was.
+/// Not a Windows function: OpenEventW also finds a name that only another
+/// process holds, which costs a system call; for names that only code of
+/// this process makes, both give the same answer.
+/// Takes the named-event lock.
+PLATFORM_API BOOL IsEventNameInProcess(LPCWSTR name)
+{
+    NamedObjects<Event> &names = namedEvents();
+    // Most processes have no named events: no conversion, no lock then.
+    if (names.empty())
+        return FALSE;
+    const DWORD lastError = GetLastError();
+    std::string key;
+    const bool valid = eventKey(name, true, key);
+    SetLastError(lastError);
+    if (!valid || key.empty())
+        return FALSE;
+    std::lock_guard<std::mutex> guard(names.lock());
+    return names.liveLocked(key) ? TRUE : FALSE;
 }
 
 /// SetEvent: signals an event; a manual-reset event wakes all its waiters,

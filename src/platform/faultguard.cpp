@@ -8,14 +8,20 @@
 // installed before ours, or to the default action, so that the process
 // still crashes (or its crash reporter or AddressSanitizer runs) as before.
 //
-// The handler is installed on first use and looked at again on each use: a
-// handler installed after ours is kept in the chain (called first for faults
-// outside guards) and ours is put back on top. Frames that a fault jumps
-// over do not run their destructors.
+// The handler is installed on first use. Asking the kernel whether it is
+// still in place costs a system call per signal, so a guard looks again only
+// when something may have changed it: a library was loaded or unloaded
+// since the last look, or the last look is more than kLookInterval old. A
+// handler installed after ours is then kept in the chain (called first for
+// faults outside guards) and ours is put back on top; until then the newer
+// handler sees faults first, and one that passes them on to ours (as
+// handlers that chain do) still lets the guard catch them. Frames that a
+// fault jumps over do not run their destructors.
 #include <pthread.h>
 #include <setjmp.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -24,6 +30,7 @@
 #include <mutex>
 
 #include "platform/faultrecord.h"
+#include "platform/memorymap.h"
 
 #define EXCEPTION_NONCONTINUABLE 0x1
 
@@ -34,6 +41,7 @@ constexpr int kSignals[] = { SIGSEGV, SIGBUS, SIGILL, SIGFPE };
 constexpr int kSignalCount = 4;
 constexpr int kChainCapacity = 8; // handlers kept per signal; later ones are left on top
 constexpr size_t kAlternateStackSize = 64 * 1024;
+constexpr long long kLookInterval = 10 * 1000 * 1000; // nanoseconds
 
 struct GuardFrame {
     sigjmp_buf jump;
@@ -116,7 +124,18 @@ void onFault(int signal, siginfo_t *info, void *context)
     // A positive si_code means the kernel raised it for an instruction;
     // signals sent by kill or raise are not faults of the guarded code.
     if (frame && info && info->si_code > 0) {
-        describeFault(signal, info, static_cast<const ucontext_t *>(context), stackLow, &frame->record);
+        const auto *machine = static_cast<const ucontext_t *>(context);
+        describeFault(signal, info, machine, stackLow, &frame->record);
+        // The guard saved no signal mask (a system call on every use): the
+        // mask the guarded code had when it faulted is put back instead.
+        if (machine) {
+            pthread_sigmask(SIG_SETMASK, &machine->uc_sigmask, nullptr);
+        } else {
+            sigset_t faultSignal;
+            sigemptyset(&faultSignal);
+            sigaddset(&faultSignal, signal);
+            pthread_sigmask(SIG_UNBLOCK, &faultSignal, nullptr);
+        }
         siglongjmp(frame->jump, 1);
     }
     passOn(signal, info, context);
@@ -127,10 +146,37 @@ bool isOurs(const struct sigaction &action)
     return (action.sa_flags & SA_SIGINFO) && action.sa_sigaction == onFault;
 }
 
+long long coarseNow()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return now.tv_sec * 1000000000LL + now.tv_nsec;
+}
+
+// When the handlers were last looked at, and the loader's count of loads
+// and unloads then; -1 before the first look.
+std::atomic<long long> lastLook{ -1 };
+std::atomic<unsigned long long> lastImageGeneration{ 0 };
+
+// Whether the handlers may have changed since the last look. Any thread.
+bool lookDue()
+{
+    const long long last = lastLook.load(std::memory_order_acquire);
+    return last < 0 || coarseNow() - last >= kLookInterval
+        || imageGeneration() != lastImageGeneration.load(std::memory_order_relaxed);
+}
+
 // Puts our handler on top of each signal, keeping what was there in the
 // chain. Any thread; takes the install lock only when something changed.
 void ensureInstalled()
 {
+    if (!lookDue())
+        return;
+    // Noted before the look, so that a change made during it is found by
+    // the next one, and published after it, so that no guard skips a look
+    // before the handler is in place.
+    const unsigned long long generation = imageGeneration();
+    const long long now = coarseNow();
     for (int slot = 0; slot < kSignalCount; ++slot) {
         struct sigaction current;
         if (sigaction(kSignals[slot], nullptr, &current) != 0 || isOurs(current))
@@ -151,6 +197,8 @@ void ensureInstalled()
         sigemptyset(&ours.sa_mask);
         sigaction(kSignals[slot], &ours, nullptr);
     }
+    lastImageGeneration.store(generation, std::memory_order_relaxed);
+    lastLook.store(now, std::memory_order_release);
 }
 
 // The alternate signal stack this library gave a thread, taken back when
@@ -235,7 +283,10 @@ using namespace platform;
 /// Guards nest and work on any number of threads at once.
 /// Differs from Windows: frames a fault jumps over do not run destructors;
 /// a C++ exception's record carries no object or throw information.
-PLATFORM_API BOOL CallWithFaultGuard(GUARDED_ROUTINE routine, void *context, EXCEPTION_RECORD *record)
+/// The sanitizer's null check is off here, deliberately: a forced unwind is
+/// no C++ object, so its handler's reference is bound to null (never read).
+PLATFORM_API __attribute__((no_sanitize("null"))) BOOL CallWithFaultGuard(GUARDED_ROUTINE routine, void *context,
+                                                                         EXCEPTION_RECORD *record)
 {
     if (!routine) {
         if (record) {
@@ -251,13 +302,14 @@ PLATFORM_API BOOL CallWithFaultGuard(GUARDED_ROUTINE routine, void *context, EXC
     GuardFrame frame;
     frame.outer = innermostFrame;
     volatile bool completed = false;
-    if (sigsetjmp(frame.jump, 1) == 0) {
+    if (sigsetjmp(frame.jump, 0) == 0) {
         innermostFrame = &frame;
         try {
             routine(context);
             completed = true;
         } catch (abi::__forced_unwind &) {
-            // Thread cancellation must go on unwinding.
+            // A thread's end (pthread_exit) or cancellation must go on
+            // unwinding.
             innermostFrame = frame.outer;
             throw;
         } catch (...) {

@@ -9,6 +9,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -41,6 +42,25 @@ socklen_t markerAddress(const char *kind, std::string_view name, sockaddr_un &ad
     const std::string text = boundedName(prefix, name, sizeof address.sun_path - 1);
     std::memcpy(address.sun_path + 1, text.data(), text.size());
     return socklen_t(offsetof(sockaddr_un, sun_path) + 1 + text.size());
+}
+
+// The socket that asks whether markers are held: one unbound datagram
+// socket for the process, made on first use (tried again while none could
+// be made) and kept, deliberately, for its life. Each connect() answers for
+// itself, so threads may ask at once; which peer the socket is left
+// connected to does not matter, as nothing is ever sent. -1 when no socket
+// can be made.
+int probeSocket()
+{
+    static std::atomic<int> probe{ -1 };
+    int current = probe.load(std::memory_order_acquire);
+    if (current >= 0)
+        return current;
+    const int made = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (made < 0 || probe.compare_exchange_strong(current, made))
+        return made;
+    close(made); // another thread made one meanwhile
+    return current;
 }
 
 } // namespace
@@ -107,12 +127,8 @@ bool markerHeld(const char *kind, std::string_view name)
 {
     sockaddr_un address;
     const socklen_t length = markerAddress(kind, name, address);
-    const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (probe < 0)
-        return false;
-    const bool held = connect(probe, reinterpret_cast<const sockaddr *>(&address), length) == 0;
-    close(probe);
-    return held;
+    const int probe = probeSocket();
+    return probe >= 0 && connect(probe, reinterpret_cast<const sockaddr *>(&address), length) == 0;
 }
 
 } // namespace platform

@@ -5,6 +5,7 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -28,6 +29,10 @@ public:
 
     std::mutex &lock() { return m_lock; }
 
+    // Any thread, without the lock: whether no name is in use in this
+    // process, as of a moment ago.
+    bool empty() const { return m_count.load(std::memory_order_relaxed) == 0; }
+
     // With lock() held: the live object that has the name, or null.
     std::shared_ptr<Object> liveLocked(const std::string &key)
     {
@@ -36,7 +41,12 @@ public:
     }
 
     // With lock() held: the entry of the name, made empty when missing.
-    Entry &entryLocked(const std::string &key) { return m_entries[key]; }
+    Entry &entryLocked(const std::string &key)
+    {
+        Entry &entry = m_entries[key];
+        m_count.store(m_entries.size(), std::memory_order_relaxed);
+        return entry;
+    }
 
     // With lock() held: object now has the name.
     void bindLocked(Entry &entry, const std::shared_ptr<Object> &object)
@@ -53,6 +63,7 @@ public:
             if (found->second.marker >= 0)
                 close(found->second.marker);
             m_entries.erase(found);
+            m_count.store(m_entries.size(), std::memory_order_relaxed);
         }
     }
 
@@ -66,12 +77,14 @@ public:
         if (found->second.marker >= 0)
             close(found->second.marker);
         m_entries.erase(found);
+        m_count.store(m_entries.size(), std::memory_order_relaxed);
         return true;
     }
 
 private:
     std::mutex m_lock;
     std::unordered_map<std::string, Entry> m_entries; // guarded by m_lock
+    std::atomic<size_t> m_count{ 0 };                 // m_entries.size(), written under m_lock
 };
 
 } // namespace platform

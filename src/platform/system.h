@@ -52,6 +52,8 @@ typedef void (*PAPCFUNC)(ULONG_PTR data);
 
 PLATFORM_API HANDLE CreateEventW(LPVOID attributes, BOOL manualReset, BOOL initialState, LPCWSTR name);
 PLATFORM_API HANDLE OpenEventW(DWORD access, BOOL inherit, LPCWSTR name);
+// Not a Windows function: OpenEventW's answer for names only this process makes.
+PLATFORM_API BOOL IsEventNameInProcess(LPCWSTR name);
 PLATFORM_API BOOL SetEvent(HANDLE event);
 PLATFORM_API BOOL ResetEvent(HANDLE event);
 PLATFORM_API BOOL CloseHandle(HANDLE handle);

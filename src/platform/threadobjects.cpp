@@ -140,9 +140,10 @@ bool ThreadRecord::runQueuedCalls()
 void ThreadRecord::markEnded()
 {
     {
+        DeferredWakeups wakeups;
         std::lock_guard<std::mutex> guard(lock());
         m_ended = true;
-        wakeWaitersLocked();
+        wakeWaitersLocked(wakeups);
     }
     {
         // Calls still queued for an ended thread are dropped, as on Windows.

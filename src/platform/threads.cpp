@@ -5,6 +5,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <ctime>
 
@@ -16,13 +17,17 @@ thread_local DWORD lastError = ERROR_SUCCESS;
 // The calling thread's kernel id, 0 until first asked. A forked child starts
 // over, since its one thread has an id of its own.
 thread_local DWORD cachedThreadId = 0;
+// The process id, 0 until first asked (getpid is a system call), likewise
+// forgotten by a forked child.
+std::atomic<DWORD> cachedProcessId{ 0 };
 
-void forgetThreadIdInChild()
+void forgetIdsInChild()
 {
     cachedThreadId = 0;
+    cachedProcessId.store(0, std::memory_order_relaxed);
 }
 
-[[maybe_unused]] const int forkHandlerInstalled = pthread_atfork(nullptr, nullptr, forgetThreadIdInChild);
+[[maybe_unused]] const int forkHandlerInstalled = pthread_atfork(nullptr, nullptr, forgetIdsInChild);
 
 ULONGLONG monotonicMilliseconds()
 {
@@ -57,7 +62,12 @@ PLATFORM_API DWORD GetCurrentThreadId(void)
 /// GetCurrentProcessId: the process id.
 PLATFORM_API DWORD GetCurrentProcessId(void)
 {
-    return DWORD(getpid());
+    DWORD id = cachedProcessId.load(std::memory_order_relaxed);
+    if (!id) {
+        id = DWORD(getpid());
+        cachedProcessId.store(id, std::memory_order_relaxed);
+    }
+    return id;
 }
 
 /// GetTickCount: milliseconds of the monotonic clock, wrapping at 2^32 as on

@@ -21,6 +21,10 @@ public:
     uint32_t current() const { return m_value.load(std::memory_order_acquire); }
     // Any thread. Enters the kernel only when the owner sleeps.
     void wake();
+    // Any thread: bumps the counter; true when the owner sleeps and must
+    // be woken in the kernel (wakeSleeper with futex()).
+    bool bump();
+    std::atomic<uint32_t> *futex() { return &m_value; }
     // On the owning thread: sleeps while the counter still holds seen, until
     // woken or deadline (CLOCK_MONOTONIC; null waits without limit). May
     // return early.
@@ -29,6 +33,32 @@ public:
 private:
     std::atomic<uint32_t> m_value{ 0 };
     std::atomic<bool> m_sleeping{ false };
+};
+
+// Wakes a sleeping owner in the kernel. The word may be gone by then: a
+// wake-up for an address where nobody sleeps does nothing, and whoever
+// sleeps there now takes it as the spurious wake-up futex users expect.
+void wakeSleeper(std::atomic<uint32_t> *futex);
+
+// The sleepers a signal must wake, woken when this goes out of scope.
+// Declared before the guard of the signalled object's lock, it wakes them
+// after that lock is released: a thread woken while the lock is held would
+// go for it at once and sleep again.
+class DeferredWakeups {
+public:
+    DeferredWakeups() = default;
+    ~DeferredWakeups();
+    DeferredWakeups(const DeferredWakeups &) = delete;
+    DeferredWakeups &operator=(const DeferredWakeups &) = delete;
+
+    // Bumps word; an owner that sleeps is woken later (at once when there
+    // are too many to remember).
+    void add(WakeupWord &word);
+
+private:
+    static constexpr size_t kCapacity = 8;
+    std::atomic<uint32_t> *m_sleepers[kCapacity];
+    size_t m_count = 0;
 };
 
 // A kernel object with a signalled state. Its state and its list of
@@ -56,8 +86,9 @@ public:
     void detachLocked(WakeupWord *word);
 
 protected:
-    // With lock() held: wakes every attached waiter to look again.
-    void wakeWaitersLocked();
+    // With lock() held: has every attached waiter look again, woken by
+    // wakeups once the lock is released.
+    void wakeWaitersLocked(DeferredWakeups &wakeups);
 
 private:
     std::mutex m_lock;

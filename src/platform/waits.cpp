@@ -27,11 +27,37 @@ namespace platform {
 // The bump and the look at m_sleeping, like the owner's mark and its look
 // at the counter (inside the futex call), are sequentially consistent:
 // either the waker sees the owner asleep, or the owner sees the bump.
-void WakeupWord::wake()
+bool WakeupWord::bump()
 {
     m_value.fetch_add(1, std::memory_order_seq_cst);
-    if (m_sleeping.load(std::memory_order_seq_cst))
-        syscall(SYS_futex, &m_value, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+    return m_sleeping.load(std::memory_order_seq_cst);
+}
+
+void WakeupWord::wake()
+{
+    if (bump())
+        wakeSleeper(&m_value);
+}
+
+void wakeSleeper(std::atomic<uint32_t> *futex)
+{
+    syscall(SYS_futex, futex, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+}
+
+DeferredWakeups::~DeferredWakeups()
+{
+    for (size_t index = 0; index < m_count; ++index)
+        wakeSleeper(m_sleepers[index]);
+}
+
+void DeferredWakeups::add(WakeupWord &word)
+{
+    if (!word.bump())
+        return;
+    if (m_count < kCapacity)
+        m_sleepers[m_count++] = word.futex();
+    else
+        wakeSleeper(word.futex());
 }
 
 void WakeupWord::sleep(uint32_t seen, const timespec *deadline)
@@ -51,10 +77,10 @@ void Waitable::detachLocked(WakeupWord *word)
     }
 }
 
-void Waitable::wakeWaitersLocked()
+void Waitable::wakeWaitersLocked(DeferredWakeups &wakeups)
 {
     for (WakeupWord *word : m_waiters)
-        word->wake();
+        wakeups.add(*word);
 }
 
 namespace {

@@ -189,6 +189,9 @@ TEST(NamedEvents, RefusedNames)
         SetLastError(0);
         EXPECT_EQ(OpenEventW(SYNCHRONIZE, FALSE, row.eventName), nullptr);
         EXPECT_EQ(GetLastError(), row.error);
+        SetLastError(7);
+        EXPECT_FALSE(IsEventNameInProcess(row.eventName));
+        EXPECT_EQ(GetLastError(), 7u) << "the in-process look leaves the last error";
     }
     SetLastError(0);
     EXPECT_EQ(CreateEventW(nullptr, TRUE, FALSE, u"nowhere\\event"), nullptr);
@@ -204,8 +207,10 @@ TEST(NamedEvents, NameGoesWithTheLastHandle)
     CloseHandle(first);
     HANDLE third = OpenEventW(SYNCHRONIZE, FALSE, name.c_str());
     EXPECT_NE(third, nullptr) << "a handle still holds the name";
+    EXPECT_TRUE(IsEventNameInProcess((u"Local\\" + name).c_str()));
     CloseHandle(second);
     CloseHandle(third);
+    EXPECT_FALSE(IsEventNameInProcess(name.c_str()));
     SetLastError(0);
     EXPECT_EQ(OpenEventW(SYNCHRONIZE, FALSE, name.c_str()), nullptr);
     EXPECT_EQ(GetLastError(), DWORD(ERROR_FILE_NOT_FOUND));
@@ -227,8 +232,10 @@ TEST(NamedEvents, NameHeldByAnotherProcessVanishesWhenItDies)
     });
     ASSERT_EQ(child.receive(), 'y');
 
+    EXPECT_FALSE(IsEventNameInProcess(name.c_str())) << "only the child has an event of that name";
     HANDLE opened = OpenEventW(SYNCHRONIZE, FALSE, name.c_str());
     EXPECT_NE(opened, nullptr) << "the child holds the name";
+    EXPECT_TRUE(IsEventNameInProcess(name.c_str())) << "opening it made an event of this process";
     SetLastError(0);
     EXPECT_EQ(OpenEventW(SYNCHRONIZE, FALSE, sibling.c_str()), nullptr);
     EXPECT_EQ(GetLastError(), DWORD(ERROR_FILE_NOT_FOUND));

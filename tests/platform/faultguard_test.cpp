@@ -4,6 +4,7 @@
 
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -334,6 +335,32 @@ TEST(FaultGuard, RoutinesThatFinishThrowOrAreNull)
     EXPECT_FALSE(RunGuarded([] { vrqtLoad(nullptr); })) << "the record is optional";
 }
 
+TEST(FaultGuard, ThreadEndingInsideAGuardUnwindsThroughIt)
+{
+    struct Ending {
+        bool unwound = false;
+        bool guardReturned = false;
+    } ending;
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(
+                  &thread, nullptr,
+                  [](void *argument) -> void * {
+                      auto *state = static_cast<Ending *>(argument);
+                      struct Cleanup {
+                          Ending *state;
+                          ~Cleanup() { state->unwound = true; }
+                      } cleanup{ state };
+                      RunGuarded([] { pthread_exit(nullptr); });
+                      state->guardReturned = true;
+                      return nullptr;
+                  },
+                  &ending),
+              0);
+    ASSERT_EQ(pthread_join(thread, nullptr), 0);
+    EXPECT_TRUE(ending.unwound) << "the frames outside the guard ran their destructors";
+    EXPECT_FALSE(ending.guardReturned) << "the guard let the thread's end go on";
+}
+
 TEST(FaultGuard, NestedGuards)
 {
     EXCEPTION_RECORD outer{}, inner{};
@@ -505,4 +532,37 @@ TEST(FaultGuardDeathTest, HandlersInstalledAfterOursAreChained)
     // action through it, without looping between the two.
     EXPECT_EXIT(faultOutsideGuardsWith(withInfo(reportAndChain), true), crashedWithSegmentationFault,
                 "later handler ran");
+}
+
+namespace {
+
+std::atomic<bool> guardReturned{ false };
+
+// Keeps faults to itself; its exit code tells whether a guard caught the
+// fault before.
+void exitByStage(int, siginfo_t *, void *)
+{
+    _exit(guardReturned.load() ? 41 : 40);
+}
+
+} // namespace
+
+TEST(FaultGuardDeathTest, OursGoesBackOnTopOnceALibraryIsLoaded)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            RunGuarded([] {});
+            struct sigaction action = withInfo(exitByStage);
+            sigemptyset(&action.sa_mask);
+            sigaction(SIGSEGV, &action, nullptr);
+            // Handlers may have changed: the next guard looks.
+            if (!LoadLibraryA("libz.so.1"))
+                _exit(2);
+            if (RunGuarded([] { vrqtLoad(nullptr); }))
+                _exit(1);
+            guardReturned.store(true);
+            vrqtLoad(nullptr);
+        },
+        testing::ExitedWithCode(41), "");
 }

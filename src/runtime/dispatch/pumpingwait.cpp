@@ -1,29 +1,47 @@
 #include "runtime/dispatch/pumpingwait.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <mutex>
-#include <unordered_map>
+#include <vector>
 
 #include "runtime/dispatch/windowcontext.h"
 
 namespace {
 
+struct Waiter {
+    DWORD threadId;
+    int depth;
+};
+
 // Threads inside PumpingWait, with their depth (waits nest when a call run
-// inside a wait waits itself).
+// inside a wait waits itself). Few threads wait at once: a short list,
+// which keeps its storage, so that a wait allocates nothing.
 std::mutex waitersLock;
-std::unordered_map<DWORD, int> waiters; // guarded by waitersLock
+std::vector<Waiter> waiters; // guarded by waitersLock
 std::atomic<int> waitingThreads{ 0 };
 std::atomic<int> queuedWakeups{ 0 };
+
+// With waitersLock held.
+std::vector<Waiter>::iterator findWaiter(DWORD threadId)
+{
+    return std::find_if(waiters.begin(), waiters.end(),
+                        [threadId](const Waiter &waiter) { return waiter.threadId == threadId; });
+}
 
 // The calling thread; takes waitersLock.
 void markServing(DWORD threadId, int change)
 {
     std::lock_guard<std::mutex> guard(waitersLock);
-    int &depth = waiters[threadId];
-    depth += change;
-    if (depth <= 0)
-        waiters.erase(threadId);
+    auto found = findWaiter(threadId);
+    if (found == waiters.end())
+        found = waiters.insert(waiters.end(), Waiter{ threadId, 0 });
+    found->depth += change;
+    if (found->depth <= 0) {
+        *found = waiters.back();
+        waiters.pop_back();
+    }
     waitingThreads.fetch_add(change);
 }
 
@@ -62,7 +80,7 @@ void WakePumpingWaiter(DWORD threadId)
     if (waitingThreads.load() == 0)
         return;
     std::lock_guard<std::mutex> guard(waitersLock);
-    if (waiters.find(threadId) == waiters.end())
+    if (findWaiter(threadId) == waiters.end())
         return;
     // The thread is inside its wait and leaves it only after taking this
     // lock, so the handle opens.

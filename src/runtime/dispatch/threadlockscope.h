@@ -14,7 +14,10 @@
 // buffer of 32 wide characters.
 std::u16string ThreadLockMarkerName(DWORD threadId);
 
-// Whether the thread's marker exists. Any thread.
+// Whether the thread's marker exists. Markers come only from code of this
+// process (their names carry its id), so the process's own table of names
+// answers, without the system call OpenEventW makes for names held
+// elsewhere. Any thread; takes the platform's named-event lock.
 bool ThreadLockMarkerExists(DWORD threadId);
 
 // Puts the calling thread in a locked scope for its lifetime. The calling

@@ -93,6 +93,7 @@ bool CzkWindowContext::ExecuteOnOtherThread(DWORD targetThread, ExecuteFunction 
     {
         SectionLocker locker(pendingLock);
         pendingCalls.push_back(&call);
+        pendingCount.store(pendingCalls.size());
     }
     PostWakeup(targetThread);
 
@@ -161,6 +162,7 @@ bool CzkWindowContext::WithdrawCall(PendingCall *call)
     if (found == pendingCalls.end())
         return false;
     pendingCalls.erase(found);
+    pendingCount.store(pendingCalls.size());
     return true;
 }
 
@@ -175,20 +177,23 @@ PendingCall *CzkWindowContext::TakePendingCall(DWORD threadId)
         return nullptr;
     PendingCall *call = *found;
     pendingCalls.erase(found);
+    pendingCount.store(pendingCalls.size());
     return call;
 }
 
 // Whether a call or a cookie waits for the thread: most visits of the hook
-// find nothing, and the look at the marker costs system calls. Takes
-// pendingLock, then hooksLock, then queueLock, one after another.
+// find nothing, and then take no lock. Takes pendingLock, then hooksLock,
+// then queueLock, one after another.
 bool CzkWindowContext::HasWork(DWORD threadId)
 {
-    {
+    if (pendingCount.load() != 0) {
         SectionLocker locker(pendingLock);
         if (std::any_of(pendingCalls.begin(), pendingCalls.end(),
                         [threadId](const PendingCall *call) { return call->targetThread == threadId; }))
             return true;
     }
+    if (queuedCookies.load() == 0)
+        return false;
     std::shared_ptr<CThreadHook> hook;
     {
         SectionLocker locker(hooksLock);
@@ -227,7 +232,7 @@ void CzkWindowContext::ProcessPendingCalls(DWORD threadId)
 // The thread threadId. Takes hooksLock, then queueLock, one after another.
 void CzkWindowContext::RevokeQueuedCookies(DWORD threadId)
 {
-    for (;;) {
+    while (queuedCookies.load() != 0) {
         std::shared_ptr<CThreadHook> hook;
         {
             SectionLocker locker(hooksLock);
@@ -244,6 +249,7 @@ void CzkWindowContext::RevokeQueuedCookies(DWORD threadId)
             if (!hook->cookies.empty()) {
                 cookie = hook->cookies.front();
                 hook->cookies.pop_front();
+                queuedCookies.fetch_sub(1);
             }
         }
         if (cookie == 0)
@@ -309,6 +315,7 @@ void CzkWindowContext::RevokeCookieInThread(DWORD threadId, DWORD cookie)
             {
                 SectionLocker locker(hook->queueLock);
                 hook->cookies.push_back(cookie);
+                queuedCookies.fetch_add(1);
             }
             PostWakeup(threadId);
             // The counted user stays until the cookie has been revoked.
@@ -400,6 +407,7 @@ void CzkWindowContext::TearDown()
     DeleteCriticalSection(&pendingLock);
     pendingCalls.clear();
     pendingCalls.shrink_to_fit();
+    pendingCount.store(0);
     DeleteCriticalSection(&hooksLock);
     // Records whose last reference goes here unhook.
     hooks.clear();

@@ -99,6 +99,11 @@ private:
     std::map<DWORD, HANDLE> lockMarkers;
     CRITICAL_SECTION markersLock;
     std::atomic<bool> tornDown{ false };
+    // pendingCalls.size(), and the cookies queued in all hook records:
+    // written under their locks, read without, so that a visit of a hook
+    // that finds nothing to do takes no lock.
+    std::atomic<size_t> pendingCount{ 0 };
+    std::atomic<size_t> queuedCookies{ 0 };
 };
 
 // The one instance, made before the library's lifetime object.

@@ -222,12 +222,6 @@ void endThreadInsideCall(void *argument)
 
 TEST(Crossing, TargetEndingWhileRunningTheCallReleasesTheCallerWithFalse)
 {
-#if defined(__SANITIZE_ADDRESS__)
-    // The sanitizer builds also check for undefined behaviour, and the
-    // platform's fault guard binds a reference to glibc's forced-unwind
-    // object, which that check takes for a null reference.
-    GTEST_SKIP() << "pthread_exit through the fault guard trips the undefined-behaviour check";
-#endif
     WorkerThread worker;
     const DWORD target = worker.id();
     ASSERT_NE(0u, target);
