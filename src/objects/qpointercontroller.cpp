@@ -2,7 +2,7 @@
 
 #include <QWidget>
 
-#include "objects/deliberateleak.h"
+#include "runtime/deliberateleak.h"
 #include "runtime/dispatch/execution.h"
 #include "runtime/dispatch/nativewindow.h"
 

@@ -3,6 +3,7 @@
 #include <QObject>
 
 #include "reflection/exposerregistry.h"
+#include "reflection/liveobject.h"
 #include "reflection/qttypeinfo.h"
 #include "runtime/comobject.h"
 #include "typeinfo/multithreadtypeinfo.h"
@@ -73,11 +74,6 @@ FUNCDESC **CvrQtBaseMemberExposer::GetFuncDescs()
     return records;
 }
 
-void *CvrQtBaseMemberExposer::ArgumentDataPointer(const VARIANT &value, int slot) const
-{
-    return ::ArgumentDataPointer(value, *descriptions[size_t(slot)]);
-}
-
 HRESULT CvrQtBaseMemberExposer::ContextObject(IUnknown *context, const QMetaObject *declaringClass,
                                               QObject **object) const
 {
@@ -91,7 +87,8 @@ HRESULT CvrQtBaseMemberExposer::ContextObject(IUnknown *context, const QMetaObje
             return hr;
     }
     // A null object goes on: Qt answers it with a failed read or call.
-    if (*object && !(*object)->metaObject()->inherits(declaringClass)) {
+    if (*object && (!IsLiveContextObject(*object, owner->Registry()->Manager()) ||
+                    !(*object)->metaObject()->inherits(declaringClass))) {
         *object = nullptr;
         return E_INVALIDARG;
     }
@@ -175,9 +172,4 @@ HRESULT CvrQtBaseObjectExposer::GetTypeInfo(ITypeInfo **result)
     typeInfo->AddRef();
     *result = typeInfo->AsTypeInfo();
     return S_OK;
-}
-
-HRESULT CvrQtBaseObjectExposer::WrapValue(void *storage, int hostContext, BSTR typeName, IDispatch **result)
-{
-    return ::WrapValue(hostFactory, storage, hostContext, typeName, result);
 }

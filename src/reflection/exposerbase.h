@@ -63,13 +63,12 @@ public:
     virtual HRESULT Invoke(IUnknown *context, DISPPARAMS *params, VARIANT *result) = 0;
 
     FUNCDESC **GetFuncDescs();
-    void *ArgumentDataPointer(const VARIANT &value, int slot) const;
 
 protected:
     // The first step of every call: the object the host's context names. A
-    // failure of the context is the call's result; an object of a class
-    // that does not declare this member is refused with E_INVALIDARG, so
-    // that Qt is never asked to run a member on the wrong class.
+    // failure of the context is the call's result; an object that is not
+    // alive, or of a class that does not declare this member, is refused
+    // with E_INVALIDARG, so that Qt never runs a member on it.
     HRESULT ContextObject(IUnknown *context, const QMetaObject *declaringClass, QObject **object) const;
     HostWrapper Wrapper(IUnknown *context) const;
     // Exactly count arguments, each coerced to its slot, from firstSlot on.
@@ -100,7 +99,6 @@ public:
     // The class's type description, made on the first request and kept.
     // Thread: under the registry's lock.
     HRESULT GetTypeInfo(ITypeInfo **result);
-    HRESULT WrapValue(void *storage, int hostContext, BSTR typeName, IDispatch **result);
 
     IvrQtHostObjectFactory *HostFactory() const { return hostFactory; }
     CvrQtExposerRegistry *Registry() const { return registry; }

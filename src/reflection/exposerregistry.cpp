@@ -34,6 +34,8 @@ HRESULT CvrQtExposerRegistry::GetObjectTypeInfo(QObject *object, ITypeInfo **typ
 {
     *typeInfo = nullptr;
     std::lock_guard<std::recursive_mutex> guard(lock);
+    if (shutDown)
+        return E_UNEXPECTED;
     CvrQtObjectExposer *exposer = GetExposerForObject(object);
     return exposer ? exposer->GetTypeInfo(typeInfo) : E_FAIL;
 }
@@ -93,11 +95,13 @@ void CvrQtExposerRegistry::Add(CvrQtObjectExposer *exposer)
 void CvrQtExposerRegistry::Shutdown()
 {
     std::unique_lock<std::recursive_mutex> guard(lock);
-    CStubManager *stubs = stubManager;
-    if (stubs) {
+    shutDown = true;
+    if (CStubManager *stubs = stubManager) {
         // Descriptions end on their last release and may need the lock.
+        stubs->AddRef();
         guard.unlock();
         stubs->ShutdownStubs(CStubManager::DefaultTimeoutMs);
+        stubs->Release();
         guard.lock();
     }
     for (auto &entry : classIndex)

@@ -37,7 +37,8 @@ public:
     // factory; later calls do nothing and succeed, even after a failure.
     HRESULT Initialize(IUnknown *host);
 
-    // object must be a live QObject. E_FAIL when it has no meta-object.
+    // object must be a live QObject. E_FAIL when it has no meta-object,
+    // E_UNEXPECTED after Shutdown.
     // Thread: any; the description's calls go to the object's thread.
     HRESULT GetObjectTypeInfo(QObject *object, ITypeInfo **typeInfo);
 
@@ -66,6 +67,7 @@ private:
     IUnknown *manager;
     std::recursive_mutex lock;
     bool initialized = false;
+    bool shutDown = false; // no exposer is made after it: nothing would delete it
     vrOpenAppHook::CStubManager *stubManager = nullptr;
     IvrQtHostObjectFactory *hostFactory = nullptr;
     std::vector<CvrQtObjectExposer *> exposers;

@@ -162,18 +162,27 @@ HRESULT CvrQtCustomTypeInfo::ReadAddedMember(PVOID instance, Added which, VARIAN
         if (FAILED(hr))
             return hr;
     }
-    result->vt = addedMembers[which].vt;
+    VARIANT value;
+    VariantInit(&value);
+    HRESULT hr = E_NOINTERFACE;
     if (which == ClassName) {
         ComPtr<IvrQtObjectsHelper> objects;
         manager->QueryInterface(IID_IvrQtObjectsHelper, objects.putVoid());
-        return objects ? objects->GetClassName(object, &result->bstrVal) : E_NOINTERFACE;
+        if (objects)
+            hr = objects->GetClassName(object, &value.bstrVal);
+    } else {
+        ComPtr<IvrQtWidgetsHelper> widgets;
+        manager->QueryInterface(IID_IvrQtWidgetsHelper, widgets.putVoid());
+        QWidget *widget = reinterpret_cast<QWidget *>(object); // the helper checks that it is one
+        if (widgets)
+            hr = which == Index ? widgets->GetWidgetIndex(widget, &value.lVal) : widgets->GetWidgetText(widget, &value.bstrVal);
     }
-    ComPtr<IvrQtWidgetsHelper> widgets;
-    manager->QueryInterface(IID_IvrQtWidgetsHelper, widgets.putVoid());
-    if (!widgets)
-        return E_NOINTERFACE;
-    QWidget *widget = reinterpret_cast<QWidget *>(object); // the helper checks that it is one
-    return which == Index ? widgets->GetWidgetIndex(widget, &result->lVal) : widgets->GetWidgetText(widget, &result->bstrVal);
+    // The type is set with a value only, so that a failure leaves nothing to free.
+    if (SUCCEEDED(hr)) {
+        *result = value;
+        result->vt = addedMembers[which].vt;
+    }
+    return hr;
 }
 
 HRESULT CvrQtCustomTypeInfo::GetDocumentation(MEMBERID memid, BSTR *name, BSTR *docString, DWORD *helpContext,

@@ -264,23 +264,16 @@ void DestroyValue(void *storage, const StorageRows &rows)
 
 void *CreateValueFromQVariant(const QVariant &value, const QString &typeName)
 {
-    StorageRows rows;
-    rows.fromValue = FindRow(kFromVariantRows, typeName);
-    return CreateValueFromQVariant(value, rows);
+    return CreateValueFromQVariant(value, FindStorageRows(typeName));
 }
 
 void *CreateEmptyValue(const char *typeName, int pointerDepth)
 {
-    StorageRows rows;
-    if (pointerDepth == 0)
-        rows.empty = FindRow(kEmptyRows, QString::fromLatin1(typeName));
-    return CreateEmptyValue(rows, pointerDepth);
+    return CreateEmptyValue(FindStorageRows(QString::fromLatin1(typeName)), pointerDepth);
 }
 
 void DestroyValue(void *storage, const QString &typeName)
 {
-    StorageRows rows;
-    if (storage && !typeName.contains(QLatin1Char('*')))
-        rows.owner = FindRow(kClassRows, typeName);
-    DestroyValue(storage, rows);
+    if (storage)
+        DestroyValue(storage, FindStorageRows(typeName));
 }

@@ -359,6 +359,16 @@ TEST_F(ScriptingTest, BadObjectsAndRepeatedInitialisationAreRefused)
     EXPECT_EQ(S_OK, scripted.get(u"title", value));
     EXPECT_TRUE(other.calls.empty());
     EXPECT_EQ(1u, factory.calls.size());
+
+    // An object that has died since the host last named it, then any address.
+    auto *doomed = new Scriptable;
+    scripted.context.object = doomed;
+    EXPECT_EQ(S_OK, scripted.put(u"count", Value(LONG(1))));
+    delete doomed;
+    EXPECT_EQ(E_INVALIDARG, scripted.put(u"count", Value(LONG(2))));
+    scripted.context.object = reinterpret_cast<QObject *>(&notAnObject);
+    Value result;
+    EXPECT_EQ(E_INVALIDARG, scripted.call(u"ping", {}, result));
 }
 
 TEST_F(ScriptingTest, TwoThreadsRacingTheFirstBuildSeeOneDescription)
@@ -381,7 +391,8 @@ TEST_F(ScriptingTest, TwoThreadsRacingTheFirstBuildSeeOneDescription)
         MEMBERID ids[2] = { MEMBERID_NIL, MEMBERID_NIL };
         auto lookup = [&](int which) {
             ++ready;
-            while (ready < 2)
+            const QDeadlineTimer limit(5000);
+            while (ready < 2 && !limit.hasExpired())
                 std::this_thread::yield();
             LPOLESTR names[] = { const_cast<LPOLESTR>(u"QtText") };
             scripted.info->GetIDsOfNames(names, 1, &ids[which]);
