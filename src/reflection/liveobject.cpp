@@ -1,5 +1,7 @@
 #include "reflection/liveobject.h"
 
+#include <pthread.h>
+
 #include <QPointer>
 
 #include "interfaces/objects.h"
@@ -12,24 +14,52 @@ struct LastConfirmed {
     QPointer<QObject> object;
 };
 
-// A pointer, so that the module's threads leave no destructor behind that
-// would keep it from unloading; the cell is one a thread, kept deliberately.
-thread_local LastConfirmed *lastConfirmed = nullptr;
+// One cell a thread, kept deliberately, found through a thread-specific key
+// rather than the module's own thread-local storage: the module is unloaded
+// while its threads live on, and storage of an unloaded library confuses
+// the leak checker of sanitizer builds.
+class LastConfirmedCells
+{
+public:
+    LastConfirmedCells() { ready = pthread_key_create(&key, nullptr) == 0; }
+    ~LastConfirmedCells()
+    {
+        if (ready)
+            pthread_key_delete(key);
+    }
+
+    LastConfirmed *find() const { return ready ? static_cast<LastConfirmed *>(pthread_getspecific(key)) : nullptr; }
+
+    LastConfirmed *make()
+    {
+        LastConfirmed *cell = find();
+        if (cell || !ready)
+            return cell;
+        cell = new LastConfirmed;
+        MarkDeliberateLeak(cell);
+        pthread_setspecific(key, cell);
+        return cell;
+    }
+
+private:
+    pthread_key_t key{};
+    bool ready = false;
+};
+
+LastConfirmedCells cells;
 
 } // namespace
 
 bool IsLiveContextObject(QObject *object, IUnknown *manager)
 {
-    if (lastConfirmed && lastConfirmed->object.data() == object)
+    const LastConfirmed *last = cells.find();
+    if (last && last->object.data() == object)
         return true;
     ComPtr<IvrQtObjectsHelper> objects;
     manager->QueryInterface(IID_IvrQtObjectsHelper, objects.putVoid());
     if (!objects || objects->IsQObject(object) != VARIANT_TRUE)
         return false;
-    if (!lastConfirmed) {
-        lastConfirmed = new LastConfirmed;
-        MarkDeliberateLeak(lastConfirmed);
-    }
-    lastConfirmed->object = object;
+    if (LastConfirmed *cell = cells.make())
+        cell->object = object;
     return true;
 }
