@@ -76,6 +76,12 @@ TEST(LockedScope, TargetInALockedScopeHoldsItsCallerPastTheSlice)
     ASSERT_TRUE(waitUntil([&] { return GetTickCount() - start > 10 * CallTimeoutMs.load(); }));
     EXPECT_FALSE(call.finished.load());
     EXPECT_EQ(1u, WindowContext().PendingCallCount());
+    // A slice that ends between the scope's end and the worker's next visit
+    // would rightly withdraw the call: let the caller enter a long slice
+    // (slices read the limit afresh) before the scope ends.
+    const DWORD longSliceFrom = GetTickCount();
+    CallTimeoutMs.store(10000);
+    ASSERT_TRUE(waitUntil([&] { return GetTickCount() - longSliceFrom > 3 * 20; }));
     leave.store(true);
     ASSERT_TRUE(call.waitFinished());
     EXPECT_EQ(1, call.result.load());
