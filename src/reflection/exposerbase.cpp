@@ -3,7 +3,7 @@
 #include <QObject>
 
 #include "reflection/exposerregistry.h"
-#include "reflection/liveobject.h"
+#include "reflection/contextobject.h"
 #include "reflection/qttypeinfo.h"
 #include "runtime/comobject.h"
 #include "typeinfo/multithreadtypeinfo.h"
@@ -77,15 +77,9 @@ FUNCDESC **CvrQtBaseMemberExposer::GetFuncDescs()
 HRESULT CvrQtBaseMemberExposer::ContextObject(IUnknown *context, const QMetaObject *declaringClass,
                                               QObject **object) const
 {
-    *object = nullptr;
-    ComPtr<IvrQtCallContext> callContext;
-    if (context)
-        context->QueryInterface(IID_IvrQtCallContext, callContext.putVoid());
-    if (callContext) {
-        const HRESULT hr = callContext->GetContextObject(object);
-        if (FAILED(hr))
-            return hr;
-    }
+    const HRESULT hr = CallContextObject(context, object);
+    if (FAILED(hr))
+        return hr;
     // A null object goes on: Qt answers it with a failed read or call.
     if (*object && (!IsLiveContextObject(*object, owner->Registry()->Manager()) ||
                     !(*object)->metaObject()->inherits(declaringClass))) {

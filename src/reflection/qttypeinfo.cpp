@@ -4,6 +4,7 @@
 
 #include "interfaces/objects.h"
 #include "interfaces/values.h"
+#include "reflection/contextobject.h"
 #include "reflection/exposerbase.h"
 #include "reflection/exposerregistry.h"
 #include "runtime/comobject.h"
@@ -154,14 +155,8 @@ HRESULT CvrQtCustomTypeInfo::InvokeMember(PVOID instance, int funcIndex, DISPPAR
 HRESULT CvrQtCustomTypeInfo::ReadAddedMember(PVOID instance, Added which, VARIANT *result)
 {
     QObject *object = nullptr;
-    ComPtr<IvrQtCallContext> context;
-    if (instance)
-        static_cast<IUnknown *>(instance)->QueryInterface(IID_IvrQtCallContext, context.putVoid());
-    if (context) {
-        const HRESULT hr = context->GetContextObject(&object);
-        if (FAILED(hr))
-            return hr;
-    }
+    if (const HRESULT hr = CallContextObject(static_cast<IUnknown *>(instance), &object); FAILED(hr))
+        return hr;
     VARIANT value;
     VariantInit(&value);
     HRESULT hr = E_NOINTERFACE;

@@ -1,10 +1,11 @@
-#include "reflection/liveobject.h"
+#include "reflection/contextobject.h"
 
 #include <pthread.h>
 
 #include <QPointer>
 
 #include "interfaces/objects.h"
+#include "interfaces/values.h"
 #include "runtime/comobject.h"
 #include "runtime/deliberateleak.h"
 
@@ -49,6 +50,15 @@ private:
 LastConfirmedCells cells;
 
 } // namespace
+
+HRESULT CallContextObject(IUnknown *context, QObject **object)
+{
+    *object = nullptr;
+    ComPtr<IvrQtCallContext> callContext;
+    if (context)
+        context->QueryInterface(IID_IvrQtCallContext, callContext.putVoid());
+    return callContext ? callContext->GetContextObject(object) : S_OK;
+}
 
 bool IsLiveContextObject(QObject *object, IUnknown *manager)
 {
