@@ -110,23 +110,6 @@ TEST(WaitForMultipleObjects, RefusedArguments)
     CloseHandle(mapping);
 }
 
-TEST(WaitForMultipleObjects, WaitForAllCompletesWhenTheLastArrives)
-{
-    HANDLE events[3];
-    for (HANDLE &event : events)
-        event = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    std::thread signaller([&] {
-        for (HANDLE event : events)
-            SetEvent(event);
-    });
-    EXPECT_EQ(WaitForMultipleObjects(3, events, TRUE, kLimit), WAIT_OBJECT_0);
-    signaller.join();
-    for (HANDLE event : events) {
-        EXPECT_FALSE(isSet(event));
-        CloseHandle(event);
-    }
-}
-
 // A thread that waited in the library (woken by SetEvent) and one that never
 // called into it: each one's handle is signalled when it ends.
 TEST(ThreadHandles, SignalledWhenTheThreadEnds)
