@@ -1,10 +1,7 @@
 // Apartments, object contexts, message filters, object creation and disconnection.
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <functional>
-#include <condition_variable>
-#include <mutex>
 #include <thread>
 
 #include "com_objects.h"
@@ -16,7 +13,6 @@ using com_objects::CountingUnknown;
 namespace {
 
 constexpr HRESULT coErrorNotSupported = _HR(0x80004021);
-constexpr auto waitLimit = std::chrono::seconds(10);
 
 struct ApartmentView {
     HRESULT result;
@@ -37,61 +33,23 @@ ApartmentView currentApartment()
     return view;
 }
 
-// Runs work on a thread that stays in the given apartment (or none: -1)
-// until the object goes.
-class ApartmentThread {
-public:
-    explicit ApartmentThread(int coInit) : m_thread([this, coInit] { serve(coInit); })
-    {
-        std::unique_lock<std::mutex> lock(m_lock);
-        EXPECT_TRUE(m_changed.wait_for(lock, waitLimit, [this] { return m_entered; }));
-    }
-    ~ApartmentThread()
-    {
-        {
-            std::lock_guard<std::mutex> lock(m_lock);
-            m_stop = true;
-        }
-        m_changed.notify_all();
-        m_thread.join();
-    }
-    void run(std::function<void()> work)
-    {
-        std::unique_lock<std::mutex> lock(m_lock);
-        m_work = std::move(work);
-        m_changed.notify_all();
-        ASSERT_TRUE(m_changed.wait_for(lock, waitLimit, [this] { return !m_work; }));
-    }
-
-private:
-    void serve(int coInit)
-    {
+// The apartment a new thread sees after entering coInit (or none: -1); while
+// it is inside, inside() runs on it.
+ApartmentView onThread(int coInit, const std::function<void()> &inside = {})
+{
+    ApartmentView view{};
+    std::thread([&] {
         if (coInit >= 0) {
             EXPECT_EQ(CoInitializeEx(nullptr, DWORD(coInit)), S_OK);
         }
-        std::unique_lock<std::mutex> lock(m_lock);
-        m_entered = true;
-        m_changed.notify_all();
-        for (;;) {
-            m_changed.wait(lock, [this] { return m_stop || m_work; });
-            if (!m_work)
-                break;
-            m_work();
-            m_work = nullptr;
-            m_changed.notify_all();
-        }
-        lock.unlock();
+        view = currentApartment();
+        if (inside)
+            inside();
         if (coInit >= 0)
             CoUninitialize();
-    }
-
-    std::mutex m_lock;
-    std::condition_variable m_changed;
-    bool m_entered = false;
-    bool m_stop = false;
-    std::function<void()> m_work;
-    std::thread m_thread;
-};
+    }).join();
+    return view;
+}
 
 } // namespace
 
@@ -115,46 +73,34 @@ TEST(ComRuntime, InitializationIsCountedPerThreadAndKeepsItsModel)
 
 TEST(ComRuntime, ContextsAnswerTheApartmentEachThreadEntered)
 {
+    EXPECT_EQ(onThread(-1).result, CO_E_NOTINITIALIZED) << "no thread in the MTA yet";
     ASSERT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
-    {
-        ApartmentThread uninitializedAlone(-1);
-        uninitializedAlone.run([] { EXPECT_EQ(currentApartment().result, CO_E_NOTINITIALIZED); });
-    }
-    ApartmentThread secondSta(COINIT_APARTMENTTHREADED);
-    ApartmentThread mta(COINIT_MULTITHREADED);
-    ApartmentThread uninitialized(-1);
-    struct Row {
+    CoUninitialize();
+    ApartmentView implicitMta{};
+    const ApartmentView views[] = {
+        onThread(COINIT_APARTMENTTHREADED), // the first STA left: the main STA passes on
+        onThread(COINIT_MULTITHREADED, [&] { implicitMta = onThread(-1); }),
+    };
+    ASSERT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
+    const ApartmentView later = onThread(COINIT_APARTMENTTHREADED);
+    const struct {
         const char *name;
-        std::function<ApartmentView()> probe;
+        ApartmentView view;
         APTTYPE type;
         THDTYPE threadType;
     } rows[] = {
-        { "first STA of the process", [] { return currentApartment(); }, APTTYPE_MAINSTA, THDTYPE_PROCESSMESSAGES },
-        { "later STA", [&] { ApartmentView view{}; secondSta.run([&] { view = currentApartment(); }); return view; },
-          APTTYPE_STA, THDTYPE_PROCESSMESSAGES },
-        { "MTA", [&] { ApartmentView view{}; mta.run([&] { view = currentApartment(); }); return view; },
-          APTTYPE_MTA, THDTYPE_BLOCKMESSAGES },
-        { "implicitly MTA", [&] { ApartmentView view{}; uninitialized.run([&] { view = currentApartment(); }); return view; },
-          APTTYPE_MTA, THDTYPE_BLOCKMESSAGES },
+        { "first STA of the process", currentApartment(), APTTYPE_MAINSTA, THDTYPE_PROCESSMESSAGES },
+        { "main STA once the first left", views[0], APTTYPE_MAINSTA, THDTYPE_PROCESSMESSAGES },
+        { "later STA", later, APTTYPE_STA, THDTYPE_PROCESSMESSAGES },
+        { "MTA", views[1], APTTYPE_MTA, THDTYPE_BLOCKMESSAGES },
+        { "implicitly MTA", implicitMta, APTTYPE_MTA, THDTYPE_BLOCKMESSAGES },
     };
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
-        const ApartmentView view = row.probe();
-        EXPECT_EQ(view.result, S_OK);
-        EXPECT_EQ(view.type, row.type);
-        EXPECT_EQ(view.threadType, row.threadType);
+        EXPECT_EQ(row.view.result, S_OK);
+        EXPECT_EQ(row.view.type, row.type);
+        EXPECT_EQ(row.view.threadType, row.threadType);
     }
-    CoUninitialize();
-}
-
-TEST(ComRuntime, MainStaPassesOnWhenItsThreadLeaves)
-{
-    ASSERT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
-    CoUninitialize();
-    ApartmentThread next(COINIT_APARTMENTTHREADED);
-    next.run([] { EXPECT_EQ(currentApartment().type, APTTYPE_MAINSTA); });
-    ASSERT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
-    EXPECT_EQ(currentApartment().type, APTTYPE_STA);
     CoUninitialize();
 }
 
@@ -171,23 +117,18 @@ TEST(ComRuntime, ContextOffersThreadingInfoOnly)
     EXPECT_EQ(info->GetCurrentApartmentType(nullptr), E_INVALIDARG);
     GUID first{}, again{}, other{};
     EXPECT_EQ(info->GetCurrentLogicalThreadId(&first), S_OK);
-    EXPECT_NE(first, GUID_NULL);
     EXPECT_EQ(info->GetCurrentLogicalThreadId(&again), S_OK);
     EXPECT_EQ(again, first);
-    std::thread([&other] {
-        CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    EXPECT_NE(first, GUID_NULL);
+    onThread(COINIT_MULTITHREADED, [&other] {
         IComThreadingInfo *threadInfo = nullptr;
         if (SUCCEEDED(CoGetObjectContext(IID_IComThreadingInfo, reinterpret_cast<void **>(&threadInfo)))) {
             threadInfo->GetCurrentLogicalThreadId(&other);
             threadInfo->Release();
         }
-        CoUninitialize();
-    }).join();
+    });
     EXPECT_NE(other, GUID_NULL);
     EXPECT_NE(other, first);
-    EXPECT_EQ(info->SetCurrentLogicalThreadId(IID_IDispatch), S_OK);
-    EXPECT_EQ(info->GetCurrentLogicalThreadId(&again), S_OK);
-    EXPECT_EQ(again, IID_IDispatch);
     EXPECT_EQ(info->Release(), 0u);
     CoUninitialize();
 }

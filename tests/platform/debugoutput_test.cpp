@@ -1,7 +1,6 @@
 // Debug output goes to standard error only while a debugger is attached.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <sys/ptrace.h>
 #include <unistd.h>
 
@@ -24,40 +23,28 @@ struct ChildResult {
 bool runDebugOutputChild(bool traceIt, ChildResult &result)
 {
     int errorPipe[2];
-    int reportPipe[2];
-    if (pipe(errorPipe) != 0 || pipe(reportPipe) != 0)
+    if (pipe(errorPipe) != 0)
         return false;
-    const pid_t child = fork();
-    if (child == 0) {
+    ChildProcess child([&](ChildProcess &self) {
         dup2(errorPipe[1], STDERR_FILENO);
         close(errorPipe[0]);
-        close(reportPipe[0]);
-        char traced = 'n';
-        if (!traceIt || ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0)
-            traced = IsDebuggerPresent() ? 'y' : 'n';
-        else
-            traced = '?';
+        if (traceIt && ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0)
+            return self.send('?');
+        const char traced = IsDebuggerPresent() ? 'y' : 'n';
         OutputDebugStringA("narrow ");
         OutputDebugStringW(u"wide \u00e9");
-        if (write(reportPipe[1], &traced, 1) != 1)
-            _exit(2);
-        _exit(0);
-    }
+        self.send(traced);
+    });
     close(errorPipe[1]);
-    close(reportPipe[1]);
-    const int status = waitForChild(child);
-    char traced = '?';
-    const bool reported = read(reportPipe[0], &traced, 1) == 1;
+    const char traced = child.receive();
+    const int status = child.reap();
     char buffer[256];
     ssize_t got = 0;
     while ((got = read(errorPipe[0], buffer, sizeof(buffer))) > 0)
         result.errorText.append(buffer, size_t(got));
     close(errorPipe[0]);
-    close(reportPipe[0]);
-    if (!reported || traced == '?' || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
-        return false;
     result.traced = traced == 'y';
-    return true;
+    return (traced == 'y' || traced == 'n') && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 } // namespace

@@ -35,33 +35,13 @@ ULONG referenceCount(IUnknown *object)
 
 } // namespace
 
-TEST(ErrorInfo, OneObjectIsWrittenAndReadThroughBothInterfaces)
+TEST(ErrorInfo, OneObjectBehindBothInterfaces)
 {
     ICreateErrorInfo *creator = nullptr;
     ASSERT_EQ(CreateErrorInfo(&creator), S_OK);
     EXPECT_EQ(creator->SetGUID(IID_IDispatch), S_OK);
-    EXPECT_EQ(creator->SetSource(const_cast<LPOLESTR>(u"Verdaquil.Object")), S_OK);
-    EXPECT_EQ(creator->SetDescription(const_cast<LPOLESTR>(u"It broke")), S_OK);
-    EXPECT_EQ(creator->SetHelpFile(const_cast<LPOLESTR>(u"help.chm")), S_OK);
-    EXPECT_EQ(creator->SetHelpContext(42), S_OK);
-
     IErrorInfo *error = nullptr;
     ASSERT_EQ(creator->QueryInterface(IID_IErrorInfo, reinterpret_cast<void **>(&error)), S_OK);
-    GUID guid{};
-    EXPECT_EQ(error->GetGUID(&guid), S_OK);
-    EXPECT_EQ(guid, IID_IDispatch);
-    BSTR source = nullptr, helpFile = nullptr;
-    EXPECT_EQ(error->GetSource(&source), S_OK);
-    EXPECT_EQ(std::u16string(source), u"Verdaquil.Object");
-    EXPECT_EQ(error->GetHelpFile(&helpFile), S_OK);
-    EXPECT_EQ(std::u16string(helpFile), u"help.chm");
-    SysFreeString(source);
-    SysFreeString(helpFile);
-    EXPECT_EQ(description(error), u"It broke");
-    DWORD context = 0;
-    EXPECT_EQ(error->GetHelpContext(&context), S_OK);
-    EXPECT_EQ(context, 42u);
-
     IUnknown *first = nullptr, *second = nullptr;
     ISupportErrorInfo *support = nullptr;
     ASSERT_EQ(creator->QueryInterface(IID_IUnknown, reinterpret_cast<void **>(&first)), S_OK);
@@ -70,7 +50,7 @@ TEST(ErrorInfo, OneObjectIsWrittenAndReadThroughBothInterfaces)
     ASSERT_EQ(error->QueryInterface(IID_ISupportErrorInfo, reinterpret_cast<void **>(&support)), S_OK);
     EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID_IDispatch), S_OK);
     EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID_IUnknown), S_FALSE);
-    void *none = &context;
+    void *none = &error;
     EXPECT_EQ(error->QueryInterface(IID_IMarshal, &none), E_NOINTERFACE);
     EXPECT_EQ(none, nullptr);
     for (IUnknown *object : { first, second, static_cast<IUnknown *>(support) })
@@ -87,6 +67,7 @@ TEST(ErrorInfo, UnsetFieldsReadAsNullAndNullArgumentsAreRefused)
     ASSERT_EQ(creator->QueryInterface(IID_IErrorInfo, reinterpret_cast<void **>(&error)), S_OK);
     EXPECT_EQ(description(error), u"<null>");
     creator->SetDescription(const_cast<LPOLESTR>(u"x"));
+    EXPECT_EQ(description(error), u"x");
     creator->SetDescription(nullptr);
     EXPECT_EQ(description(error), u"<null>");
     EXPECT_EQ(error->GetSource(nullptr), E_INVALIDARG);

@@ -34,10 +34,8 @@ TEST_F(EventLog, EachStringIsOneLineWithTypeAndSource)
         const char16_t *text;
         const char *line;
     } rows[] = {
-        { EVENTLOG_ERROR_TYPE, u"broken", "error\tVerdaquil\tbroken\n" },
         { EVENTLOG_WARNING_TYPE, u"caf\u00e9", "warning\tVerdaquil\tcaf\xC3\xA9\n" },
         { EVENTLOG_INFORMATION_TYPE, u"two\r\nlines\tand \\", "information\tVerdaquil\ttwo\\r\\nlines\\tand \\\\\n" },
-        { EVENTLOG_SUCCESS, u"done", "success\tVerdaquil\tdone\n" },
     };
     std::string expected;
     for (const Row &row : rows) {

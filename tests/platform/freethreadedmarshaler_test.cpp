@@ -48,10 +48,7 @@ public:
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE SetSize(ULARGE_INTEGER) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE CopyTo(IStream *, ULARGE_INTEGER, ULARGE_INTEGER *, ULARGE_INTEGER *) override
-    {
-        return E_NOTIMPL;
-    }
+    HRESULT STDMETHODCALLTYPE CopyTo(IStream *, ULARGE_INTEGER, ULARGE_INTEGER *, ULARGE_INTEGER *) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Commit(DWORD) override { return S_OK; }
     HRESULT STDMETHODCALLTYPE Revert() override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE LockRegion(ULARGE_INTEGER, ULARGE_INTEGER, DWORD) override { return E_NOTIMPL; }
@@ -97,7 +94,7 @@ IMarshal *marshalOf(IUnknown *object)
 
 } // namespace
 
-TEST(FreeThreadedMarshaler, AggregatedMarshalDelegatesToTheOuterObject)
+TEST(FreeThreadedMarshaler, IdentityIsTheOuterObjectOrTheMarshalerItself)
 {
     AgileObject object;
     IMarshal *marshal = marshalOf(&object);
@@ -111,19 +108,15 @@ TEST(FreeThreadedMarshaler, AggregatedMarshalDelegatesToTheOuterObject)
     EXPECT_EQ(object.marshaler->QueryInterface(IID_IDispatch, &none), E_NOINTERFACE);
     marshal->Release();
     EXPECT_EQ(object.references, 1u);
-}
 
-TEST(FreeThreadedMarshaler, StandaloneMarshalerIsItsOwnIdentity)
-{
-    IUnknown *marshaler = nullptr;
-    ASSERT_EQ(CoCreateFreeThreadedMarshaler(nullptr, &marshaler), S_OK);
-    IMarshal *marshal = marshalOf(marshaler);
-    IUnknown *identity = nullptr;
+    IUnknown *standalone = nullptr; // is its own identity
+    ASSERT_EQ(CoCreateFreeThreadedMarshaler(nullptr, &standalone), S_OK);
+    marshal = marshalOf(standalone);
     EXPECT_EQ(marshal->QueryInterface(IID_IUnknown, reinterpret_cast<void **>(&identity)), S_OK);
-    EXPECT_EQ(identity, marshaler);
+    EXPECT_EQ(identity, standalone);
     identity->Release();
     EXPECT_EQ(marshal->Release(), 1u);
-    EXPECT_EQ(marshaler->Release(), 0u);
+    EXPECT_EQ(standalone->Release(), 0u);
     EXPECT_EQ(CoCreateFreeThreadedMarshaler(nullptr, nullptr), E_INVALIDARG);
 }
 

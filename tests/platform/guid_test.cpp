@@ -36,7 +36,6 @@ TEST(Guid, CreatedGuidsAreVersionFourAndDistinct)
 TEST(Guid, StringFromGuidWritesBracedUpperCaseAndNeeds39Characters)
 {
     EXPECT_EQ(guidText(stdFont), u"{0BE35203-8F91-11CE-9DE3-00AA004BB851}");
-    EXPECT_EQ(guidText(IID_IUnknown), u"{00000000-0000-0000-C000-000000000046}");
     char16_t shortBuffer[38] = {};
     EXPECT_EQ(StringFromGUID2(stdFont, shortBuffer, 38), 0);
     EXPECT_EQ(StringFromGUID2(stdFont, nullptr, 39), 0);
@@ -58,10 +57,8 @@ TEST(Guid, ClsidFromStringAsWindowsDoes)
         { "lower case", u"{0be35203-8f91-11ce-9de3-00aa004bb851}", S_OK, stdFont },
         { "null text", nullptr, S_OK, CLSID_NULL },
         { "no opening brace", u"0BE35203-8F91-11CE-9DE3-00AA004BB851}", CO_E_CLASSSTRING, CLSID_NULL },
-        { "empty", u"", CO_E_CLASSSTRING, CLSID_NULL },
         { "trailing text", u"{0BE35203-8F91-11CE-9DE3-00AA004BB851}AAAA", CO_E_CLASSSTRING, stdFont },
         { "no closing brace", u"{0BE35203-8F91-11CE-9DE3-00AA004BB851", CO_E_CLASSSTRING, stdFont },
-        { "closing brace replaced", u"{0BE35203-8F91-11CE-9DE3-00AA004BB851A", CO_E_CLASSSTRING, stdFont },
         { "bad first field", u"{0B*35203-8F91-11CE-9DE3-00AA004BB851}", CO_E_CLASSSTRING,
           DEFINE_GUID_VALUE(0x0B, 0xCCCC, 0xCCCC, 0xCC, 0xCC, 0xCC, 0xCC, 0xCC, 0xCC, 0xCC, 0xCC) },
         { "bad separator", u"{0BE35203*8F91-11CE-9DE3-00AA004BB851}", CO_E_CLASSSTRING,

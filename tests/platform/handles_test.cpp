@@ -5,39 +5,36 @@
 
 #include "platform/automation.h"
 
-TEST(CloseHandle, ClosesEachKindOfHandleOnce)
+// Each kind of handle closes once; the second close and anything the
+// library did not make are refused.
+TEST(CloseHandle, ClosesEachKindOnceAndRefusesTheRest)
 {
     const struct {
         const char *name;
         HANDLE handle;
-    } rows[] = {
+    } made[] = {
         { "event", CreateEventW(nullptr, TRUE, FALSE, nullptr) },
         { "thread", OpenThread(SYNCHRONIZE, FALSE, GetCurrentThreadId()) },
         { "file mapping", CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4096, nullptr) },
     };
-    for (const auto &row : rows) {
+    for (const auto &row : made) {
         SCOPED_TRACE(row.name);
         ASSERT_NE(row.handle, nullptr);
         EXPECT_TRUE(CloseHandle(row.handle));
-        SetLastError(0);
-        EXPECT_FALSE(CloseHandle(row.handle)) << "closed twice";
-        EXPECT_EQ(GetLastError(), DWORD(ERROR_INVALID_HANDLE));
     }
-}
-
-TEST(CloseHandle, RefusesWhatItDidNotMake)
-{
     int local = 0;
     void *heap = std::malloc(64);
     const struct {
         const char *name;
         HANDLE handle;
     } rows[] = {
+        { "a closed event", made[0].handle },
+        { "a closed thread", made[1].handle },
+        { "a closed mapping", made[2].handle },
         { "null", nullptr },
         { "INVALID_HANDLE_VALUE", INVALID_HANDLE_VALUE },
         { "address of a local", &local },
         { "heap block", heap },
-        { "small number", reinterpret_cast<HANDLE>(0x4000000) },
         { "unaligned number", reinterpret_cast<HANDLE>(0x13) },
     };
     for (const auto &row : rows) {

@@ -1,4 +1,4 @@
-// Thread identity, time and the last error.
+// Thread identity and the last error.
 #include <gtest/gtest.h>
 
 #include <sys/syscall.h>
@@ -47,23 +47,4 @@ TEST(Threads, LastErrorIsPerThread)
         SetLastError(ERROR_FILE_NOT_FOUND);
     }).join();
     EXPECT_EQ(GetLastError(), DWORD(ERROR_INVALID_PARAMETER));
-}
-
-TEST(Threads, SleepWaitsAtLeastItsTime)
-{
-    const ULONGLONG start = GetTickCount64();
-    Sleep(30);
-    EXPECT_GE(GetTickCount64() - start, 30u);
-}
-
-TEST(Threads, LocalTimeIsPlausible)
-{
-    SYSTEMTIME local{}, utc{};
-    GetLocalTime(&local);
-    GetSystemTime(&utc);
-    EXPECT_GE(local.wYear, 2024);
-    EXPECT_GE(local.wMonth, 1);
-    EXPECT_LE(local.wMonth, 12);
-    EXPECT_LE(utc.wDayOfWeek, 6);
-    EXPECT_LT(utc.wMilliseconds, 1000);
 }

@@ -1,25 +1,19 @@
 // File versions from versioned shared-object names.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
-#include <cstdio>
-#include <filesystem>
+#include <fstream>
 
 #include "platform/automation.h"
 #include "platform/utf.h"
+#include "process_support.h"
 
 namespace {
 
-struct TempDir {
-    std::filesystem::path path = std::filesystem::temp_directory_path() / ("vrqt-version-" + std::to_string(getpid()));
-    TempDir() { std::filesystem::create_directories(path); }
-    ~TempDir() { std::filesystem::remove_all(path); }
+struct TempDir : ScopedFolder {
     std::u16string touch(const std::string &name) const
     {
-        std::FILE *file = std::fopen((path / name).c_str(), "w");
-        std::fclose(file);
-        return platform::toUtf16((path / name).string());
+        std::ofstream(path() + "/" + name);
+        return platform::toUtf16(path() + "/" + name);
     }
 };
 
@@ -46,14 +40,14 @@ TEST(Version, NumbersAfterSoFollowingLinks)
 {
     TempDir dir;
     const std::u16string real = dir.touch("libdemo.so.5.15.8");
-    std::filesystem::create_symlink(dir.path / "libdemo.so.5.15.8", dir.path / "libdemo.so.5");
+    std::filesystem::create_symlink(dir.path() + "/libdemo.so.5.15.8", dir.path() + "/libdemo.so.5");
     struct Row {
         const char *name;
         std::u16string file;
         DWORD ms, ls;
     } rows[] = {
         { "real file", real, 0x0005000F, 0x00080000 },
-        { "link to it", platform::toUtf16((dir.path / "libdemo.so.5").string()), 0x0005000F, 0x00080000 },
+        { "link to it", platform::toUtf16(dir.path() + "/libdemo.so.5"), 0x0005000F, 0x00080000 },
         { "four parts", dir.touch("libfour.so.1.2.3.4"), 0x00010002, 0x00030004 },
         { "one part", dir.touch("libone.so.7"), 0x00070000, 0 },
     };
