@@ -80,41 +80,30 @@ void expectRoundTrip(const VARIANT &original)
 
 } // namespace
 
+template <typename Stream>
+std::vector<BYTE> bytesOf(const VARIANT *value)
+{
+    Owned<Stream> stream;
+    value ? stream->WriteVariant(value) : stream->WriteBstr(nullptr);
+    return stream.bytes();
+}
+
 TEST(MemoryStream, ByteLayoutsOfValues)
 {
-    BSTR two = SysAllocString(u"ab");
-    Variant text;
-    V_VT(&text) = VT_BSTR;
-    V_BSTR(&text) = two;
-    Owned<MemoryStream> first;
-    Owned<MemoryStream2> second;
-    first->WriteVariant(&text);
-    second->WriteVariant(&text);
-    const std::vector<BYTE> withTerminator{ 'a', 0, 'b', 0, 0, 0 }, withoutTerminator{ 'a', 0, 'b', 0 };
-    EXPECT_EQ(first.bytes(), le16(VT_BSTR) + le32(2) + withTerminator);
-    EXPECT_EQ(second.bytes(), le16(VT_BSTR) + le32(2) + withoutTerminator);
+    Variant text, number, array;
+    V_VT(&text) = VT_BSTR, V_BSTR(&text) = SysAllocString(u"ab");
+    const std::vector<BYTE> ab{ 'a', 0, 'b', 0 };
+    EXPECT_EQ(bytesOf<MemoryStream>(&text), le16(VT_BSTR) + le32(2) + ab + le16(0)) << "with its terminator";
+    EXPECT_EQ(bytesOf<MemoryStream2>(&text), le16(VT_BSTR) + le32(2) + ab);
+    EXPECT_EQ(bytesOf<MemoryStream>(nullptr), le32(0)) << "an empty string";
+    EXPECT_EQ(bytesOf<MemoryStream2>(nullptr), le32(0));
 
-    Owned<MemoryStream> emptyFirst;
-    Owned<MemoryStream2> emptySecond;
-    emptyFirst->WriteBstr(nullptr);
-    emptySecond->WriteBstr(nullptr);
-    EXPECT_EQ(emptyFirst.bytes(), le32(0));
-    EXPECT_EQ(emptySecond.bytes(), le32(0));
-
-    Variant number;
-    V_VT(&number) = VT_I4;
-    V_I4(&number) = 0x01020304;
-    Owned<MemoryStream> scalar;
-    scalar->WriteVariant(&number);
-    EXPECT_EQ(scalar.bytes(), le16(VT_I4) + le16(VT_I4) + std::vector<BYTE>(6, 0) + le32(0x01020304) + le32(0))
+    V_VT(&number) = VT_I4, V_I4(&number) = 0x01020304;
+    EXPECT_EQ(bytesOf<MemoryStream>(&number), le16(VT_I4) + le16(VT_I4) + std::vector<BYTE>(6, 0) + le32(0x01020304) + le32(0))
         << "the type stands twice";
 
-    Variant array;
-    V_VT(&array) = VT_ARRAY | VT_I4;
-    V_ARRAY(&array) = vectorOfI4({ 7, 8, 9 });
-    Owned<MemoryStream> vector;
-    vector->WriteVariant(&array);
-    EXPECT_EQ(vector.bytes(), le16(VT_ARRAY | VT_I4) + le32(1) + le32(0) + le32(2) + le32(7) + le32(8) + le32(9));
+    V_VT(&array) = VT_ARRAY | VT_I4, V_ARRAY(&array) = vectorOfI4({ 7, 8, 9 });
+    EXPECT_EQ(bytesOf<MemoryStream>(&array), le16(VT_ARRAY | VT_I4) + le32(1) + le32(0) + le32(2) + le32(7) + le32(8) + le32(9));
 }
 
 TEST(MemoryStream, GrowthAndSize)
