@@ -79,8 +79,8 @@ TEST(LockedScope, TargetInALockedScopeHoldsItsCallerPastTheSlice)
     expectNothingOutstanding();
 }
 
-// Counts where it was released.
-class Tracked : public IUnknown
+// Counts where it was released; a message filter that filters nothing.
+class Tracked : public IMessageFilter
 {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void **object) override
@@ -94,6 +94,9 @@ public:
         releasedOn.store(GetCurrentThreadId());
         return --references;
     }
+    DWORD STDMETHODCALLTYPE HandleInComingCall(DWORD, HTASK, DWORD, LPINTERFACEINFO) override { return 0; }
+    DWORD STDMETHODCALLTYPE RetryRejectedCall(HTASK, DWORD, DWORD) override { return DWORD(-1); }
+    DWORD STDMETHODCALLTYPE MessagePending(HTASK, DWORD, DWORD) override { return 0; }
     std::atomic<ULONG> references{ 1 };
     std::atomic<DWORD> releasedOn{ 0 };
 };
@@ -160,29 +163,13 @@ TEST_F(CookieRevocation, CookieIsRevokedOnTheCallerWhenTheThreadCannotTakeIt)
     expectNothingOutstanding();
 }
 
-class CountingFilter : public IMessageFilter
-{
-public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void **object) override
-    {
-        *object = this;
-        return AddRef(), S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
-    ULONG STDMETHODCALLTYPE Release() override { return --references; }
-    DWORD STDMETHODCALLTYPE HandleInComingCall(DWORD, HTASK, DWORD, LPINTERFACEINFO) override { return 0; }
-    DWORD STDMETHODCALLTYPE RetryRejectedCall(HTASK, DWORD, DWORD) override { return DWORD(-1); }
-    DWORD STDMETHODCALLTYPE MessagePending(HTASK, DWORD, DWORD) override { return 0; }
-    std::atomic<ULONG> references{ 1 };
-};
-
 // In a single-threaded apartment; a multithreaded one has no filter to take.
 TEST(MessageFilter, SuspensionTakesTheFilterAwayAndPutsItBack)
 {
     std::thread apartment([] {
         ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)));
         EXPECT_TRUE(MessageFilterSuspension::IsSingleThreadedApartment());
-        CountingFilter filter;
+        Tracked filter;
         ASSERT_EQ(S_OK, CoRegisterMessageFilter(&filter, nullptr));
         IMessageFilter *current = &filter;
         {
