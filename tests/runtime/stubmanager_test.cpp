@@ -144,21 +144,6 @@ TraceCapture &trace()
     return capture;
 }
 
-TEST(StubManager, CreationAnswersIUnknownOnlyAndHoldsTheModuleLock)
-{
-    EXPECT_EQ(CStubManager::CreateInstance(nullptr), E_POINTER);
-    const LONG before = ProxyModule().GetLockCount();
-    {
-        const ComPtr<CStubManager> manager = newManager();
-        EXPECT_EQ(ProxyModule().GetLockCount(), before + 1);
-        ComPtr<IUnknown> unknown, other;
-        EXPECT_EQ(manager->QueryInterface(IID_IUnknown, unknown.putVoid()), S_OK);
-        EXPECT_EQ(unknown.get(), static_cast<IUnknown *>(manager.get()));
-        EXPECT_EQ(manager->QueryInterface(IID_IMarshal, other.putVoid()), E_NOINTERFACE);
-    }
-    EXPECT_EQ(ProxyModule().GetLockCount(), before);
-}
-
 TEST(StubManager, EmptyTableReturnsAtOnceWithoutDisconnectPumpOrTrace)
 {
     trace();
@@ -239,12 +224,23 @@ TEST(StubManager, ChangedFirstWordIsDroppedWithoutACall)
     later->~TestStub();
 }
 
-TEST(StubManager, DestructorShutsDownWhatIsLeft)
+TEST(StubManager, HoldsTheModuleLockAndShutsDownWhatIsLeftAtItsEnd)
 {
+    EXPECT_EQ(CStubManager::CreateInstance(nullptr), E_POINTER);
+    const LONG before = ProxyModule().GetLockCount();
     StubLog log;
     auto *stub = new TestStub(log, E_FAIL, OnDisconnect::Nothing);
-    newManager()->RegisterStub(stub); // without a reference to the manager, so that it ends
+    {
+        const ComPtr<CStubManager> manager = newManager();
+        EXPECT_EQ(ProxyModule().GetLockCount(), before + 1);
+        ComPtr<IUnknown> unknown, other;
+        EXPECT_EQ(manager->QueryInterface(IID_IUnknown, unknown.putVoid()), S_OK);
+        EXPECT_EQ(unknown.get(), static_cast<IUnknown *>(manager.get()));
+        EXPECT_EQ(manager->QueryInterface(IID_IMarshal, other.putVoid()), E_NOINTERFACE);
+        manager->RegisterStub(stub); // without a reference to the manager, so that it ends
+    }
     EXPECT_EQ(log.disconnects, 1);
+    EXPECT_EQ(ProxyModule().GetLockCount(), before);
     stub->Release();
 }
 

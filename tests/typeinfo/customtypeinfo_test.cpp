@@ -113,20 +113,12 @@ TEST_F(CustomTypeInfo, NamesAreScriptSafeUniqueAndFoundInAnyCase)
     EXPECT_EQ(nameOf(type, base.description->memberIds[1]), u"BaseOnly");
 }
 
-TEST_F(CustomTypeInfo, EdgesOfLookupDocumentationAndUnservedOperations)
+TEST_F(CustomTypeInfo, EdgesOfLookupAndDocumentation)
 {
     ITypeInfo *type = derived.description.get();
     // None of these builds.
     EXPECT_EQ(nameOf(type, MEMBERID_NIL), u"DerivedType");
     EXPECT_EQ(type->GetTypeAttr(nullptr), E_INVALIDARG);
-    const HRESULT unserved[] = { type->GetTypeComp(nullptr),
-                                 type->GetNames(0x0F000001, nullptr, 0, nullptr),
-                                 type->GetDllEntry(0x0F000001, INVOKE_FUNC, nullptr, nullptr, nullptr),
-                                 type->AddressOfMember(0x0F000001, INVOKE_FUNC, nullptr),
-                                 type->CreateInstance(nullptr, IID_IUnknown, nullptr),
-                                 type->GetMops(0x0F000001, nullptr),
-                                 type->GetContainingTypeLib(nullptr, nullptr) };
-    EXPECT_EQ(std::count(std::begin(unserved), std::end(unserved), E_NOTIMPL), 7);
     EXPECT_EQ(derived.description->builds, 0);
     built();
     MEMBERID memberId = 0;
@@ -154,10 +146,6 @@ TEST_F(CustomTypeInfo, RecordsDescribeWhatWasAdded)
     EXPECT_EQ(attributes->cFuncs, derivedMembers.size() - 1);
     EXPECT_EQ(attributes->cVars, 1);
     EXPECT_EQ(attributes->cImplTypes, 1);
-    EXPECT_EQ(attributes->lcid, 0u);
-    EXPECT_EQ(attributes->memidConstructor, MEMBERID_NIL);
-    EXPECT_EQ(attributes->memidDestructor, MEMBERID_NIL);
-    EXPECT_NE(attributes->guid, GUID_NULL);
     EXPECT_NE(attributes->guid, baseAttributes->guid);
     type->ReleaseTypeAttr(attributes);
     base.description->ReleaseTypeAttr(baseAttributes);
@@ -327,15 +315,13 @@ TEST_F(CustomTypeInfo, InvokeReachesTheBaseAndTranslatesFailures)
 TEST_F(CustomTypeInfo, AnswersItsInterfacesAndRegistersAsAStub)
 {
     ITypeInfo *type = derived.description.get();
-    ComPtr<IUnknown> unknown, typeInfo, usage, marshal, viaMarshal, other;
-    ASSERT_EQ(type->QueryInterface(IID_IUnknown, unknown.putVoid()), S_OK);
+    ComPtr<IUnknown> typeInfo, usage, marshal, viaMarshal, other;
     ASSERT_EQ(type->QueryInterface(IID_ITypeInfo, typeInfo.putVoid()), S_OK);
+    EXPECT_EQ(typeInfo.get(), static_cast<IUnknown *>(type)) << "the object itself, not the wrapper";
     ASSERT_EQ(type->QueryInterface(IID_IzkScriptFwTypeInfoMemberUsageInfo, usage.putVoid()), S_OK);
     ASSERT_EQ(type->QueryInterface(IID_IMarshal, marshal.putVoid()), S_OK);
-    EXPECT_EQ(unknown.get(), static_cast<IUnknown *>(type));
-    EXPECT_EQ(typeInfo.get(), static_cast<IUnknown *>(type)) << "the object itself, not the wrapper";
     ASSERT_EQ(marshal->QueryInterface(IID_IUnknown, viaMarshal.putVoid()), S_OK);
-    EXPECT_EQ(viaMarshal.get(), unknown.get()) << "the aggregated marshaler answers for the object";
+    EXPECT_EQ(viaMarshal.get(), static_cast<IUnknown *>(type)) << "the aggregated marshaler answers for the object";
     EXPECT_EQ(type->QueryInterface(IID_ITypeInfo2, other.putVoid()), E_NOINTERFACE);
 
     vrOpenAppHook::CStubManager *created = nullptr;

@@ -46,7 +46,7 @@ TEST(MultiThreadTypeInfo, InnerObjectOfItsOuterObject)
         EXPECT_EQ(identity.get(), outer) << "the forwarding side's IUnknown is the outer object's";
         const ULONG outerCount = outer->AddRef();
         outer->Release();
-        EXPECT_EQ(wrapped.side->AddRef(), outerCount);
+        EXPECT_EQ(wrapped.side->AddRef(), outerCount) << "counted on the outer object";
         wrapped.side->Release();
         EXPECT_EQ(static_cast<CMultiThreadTypeInfoImpl *>(wrapped.side.get())->GetControllingUnknown(), outer);
         EXPECT_EQ(RecordingTypeInfo::SlotOf(&CMultiThreadTypeInfoImpl::GetControllingUnknown), 22);

@@ -11,16 +11,10 @@ class ProbeObject : public QObject
     Q_PROPERTY(long wide MEMBER wide)
     Q_PROPERTY(ulong unsignedWide MEMBER unsignedWide)
     Q_PROPERTY(bool flag MEMBER flag)
-    Q_PROPERTY(qreal ratio MEMBER ratio)
     Q_PROPERTY(QString text MEMBER text)
-    Q_PROPERTY(QRect area MEMBER area)
-    Q_PROPERTY(QObject *buddy MEMBER buddy)
-    Q_PROPERTY(Mode mode MEMBER mode)
     Q_PROPERTY(Options options READ readOptions WRITE writeOptions)
 
 public:
-    enum Mode { Idle = 1, Busy = 2 };
-    Q_ENUM(Mode)
     enum Option : unsigned { First = 0x1, Top = 0x80000000u };
     Q_DECLARE_FLAGS(Options, Option)
     Q_FLAG(Options)
@@ -40,11 +34,7 @@ public:
     long wide = 0;
     ulong unsignedWide = 0;
     bool flag = false;
-    qreal ratio = 0;
     QString text = QStringLiteral("text");
-    QRect area{ 1, 2, 3, 4 };
-    QObject *buddy = nullptr;
-    Mode mode = Idle;
     Options options;
     ushort counter = 9;
 };

@@ -17,16 +17,13 @@ TEST(ValueStorage, ScalarsTakeTheRowsTypeAndWidth)
     QObject object;
     const struct { const char *name; QVariant value; unsigned long long bits; size_t bytes; } rows[] = {
         { "LONG", QVariant::fromValue(0x180000001L), 0x80000001u, 4 }, // Qt's 8-byte long narrowed
-        { "ulong", QVariant::fromValue(0x1FFFFFFFFul), 0xFFFFFFFFu, 4 },
         { "BYTE", QVariant(0x1FF), 0xFF, 1 },
         { "VARIANT_BOOL", QVariant(-1), 0xFFFF, 2 },
-        { "USHORT", QVariant(0x12345), 0x2345, 2 },
         { "FLOAT", QVariant(1.5), 0x3FC00000, 4 },
         { "int", QVariant(QStringLiteral("abc")), 0, 4 }, // what Qt cannot convert is the default
         { "bool", QVariant(true), 1, 4 },
         { "DATE", QVariant(2.0), 0x4000000000000000ull, 8 },
         { "VOID*", QVariant::fromValue(static_cast<void *>(&object)), quintptr(&object), 8 },
-        { "QObject*", QVariant::fromValue(&object), quintptr(&object), 8 },
         { "qulonglong", QVariant(1ULL << 63), 1ULL << 63, 8 },
     };
     for (const auto &row : rows) {

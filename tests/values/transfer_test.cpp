@@ -1,6 +1,6 @@
 // Values across the line between the host and Qt, moved as the exposers
-// move them: properties read and written, methods called, objects wrapped
-// by the host's factory and given back.
+// move them: what the scripting tests of the module cannot reach (widths,
+// the union's upper bytes, failures of the host's factory and context).
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -117,17 +117,12 @@ TEST(ValueTransfer, ScalarPropertiesRoundTrip)
         long long inQt; // exactly what the host sent; the union's upper bytes are not the host's
     } rows[] = {
         { "count", { VT_I4, -5 }, VT_INT, 0xFFFFFFFB, [](auto &o) -> long long { return o.count; }, -5 },
-        { "count", { VT_BSTR, 0, u"42" }, VT_INT, 42, [](auto &o) -> long long { return o.count; }, 42 },
         { "wide", { VT_I4, 0x5555555580000000 }, VT_I4, 0x80000000,
           [](auto &o) -> long long { return o.wide; }, -0x80000000LL },
         { "unsignedWide", { VT_UI4, 0x55555555FFFFFFFF }, VT_UI4, 0xFFFFFFFF,
           [](auto &o) -> long long { return o.unsignedWide; }, 0xFFFFFFFF },
         { "flag", { VT_BOOL, 0xFFFF }, VT_BOOL, 0xFFFF, [](auto &o) -> long long { return o.flag; }, 1 },
-        { "flag", { VT_BOOL, 0 }, VT_BOOL, 0, [](auto &o) -> long long { return o.flag; }, 0 },
         { "flag", { VT_BSTR, 0, u"True" }, VT_BOOL, 0xFFFF, [](auto &o) -> long long { return o.flag; }, 1 },
-        { "ratio", { VT_R8, 0x4004000000000000 }, VT_R8, 0x4004000000000000,
-          [](auto &o) -> long long { return o.ratio * 10; }, 25 },
-        { "mode", { VT_I4, 0x5555555500000002 }, VT_I4, 2, [](auto &o) -> long long { return o.mode; }, ProbeObject::Busy },
         { "options", { VT_I4, 0x5555555580000001 }, VT_I4, 0x80000001,
           [](auto &o) -> long long { return o.options; }, ProbeObject::First | ProbeObject::Top },
     };
@@ -147,41 +142,6 @@ TEST(ValueTransfer, ScalarPropertiesRoundTrip)
     EXPECT_TRUE(factory.calls.empty()) << "scalars never reach the factory";
 }
 
-TEST(ValueTransfer, ObjectsGoToTheFactoryAndComeBack)
-{
-    CountingFactory factory;
-    ProbeObject source, target;
-    source.buddy = &target;
-    source.area = QRect(10, 20, 30, 40);
-    std::vector<VARIANT> wrapped;
-    for (const char *property : { "text", "buddy", "area" }) {
-        wrapped.push_back(HostValue{ VT_EMPTY, 0 }.make());
-        ASSERT_EQ(ReadProperty(source, property, WrapperFor(factory), &wrapped.back()), S_OK);
-        EXPECT_EQ(wrapped.back().vt, VT_DISPATCH);
-        EXPECT_EQ(factory.calls.back().hostContext, 77);
-        for (VARIANT_BOOL flag : factory.calls.back().flags)
-            EXPECT_EQ(flag, VARIANT_TRUE);
-    }
-    EXPECT_EQ(factory.calls[0].typeName, QStringLiteral("QString"));
-    EXPECT_EQ(*static_cast<QString *>(factory.calls[0].storage), source.text);
-    EXPECT_EQ(factory.calls[1].typeName, QStringLiteral("QObject*"));
-    EXPECT_EQ(*static_cast<QObject **>(factory.calls[1].storage), &target);
-    // The wrapped rectangle returns as a property value and as an argument.
-    ASSERT_EQ(WriteProperty(target, "area", wrapped[2]), S_OK);
-    EXPECT_EQ(target.area, source.area);
-    std::vector<VARIANT> arguments{ wrapped[2] };
-    VARIANT grown = HostValue{ VT_EMPTY, 0 }.make();
-    ASSERT_EQ(CallMethod(target, "grow(QRect)", arguments, WrapperFor(factory), &grown), S_OK);
-    EXPECT_EQ(*static_cast<QRect *>(factory.calls.back().storage), QRect(9, 19, 32, 42));
-    VariantClear(&grown);
-    arguments[0] = HostValue{ VT_DISPATCH, 0 }.make();
-    EXPECT_EQ(CallMethod(target, "grow(QRect)", arguments, WrapperFor(factory), &grown), DISP_E_TYPEMISMATCH)
-        << "a null object passes coercion, but Qt would read the rectangle through it";
-    for (VARIANT &value : wrapped)
-        VariantClear(&value);
-    EXPECT_EQ(factory.liveStorage, 0);
-}
-
 TEST(ValueTransfer, WrapAndContextFailures)
 {
     CountingFactory factory;
@@ -197,6 +157,12 @@ TEST(ValueTransfer, WrapAndContextFailures)
     EXPECT_EQ(CallMethod(object, "describe()", none, WrapperFor(factory), &out), S_OK) << "a method deliberately not";
     EXPECT_EQ(out.vt, VT_DISPATCH);
     EXPECT_EQ(out.pdispVal, nullptr);
+    for (VARIANT_BOOL flag : factory.calls.back().flags)
+        EXPECT_EQ(flag, VARIANT_TRUE);
+
+    std::vector<VARIANT> nullRect{ HostValue{ VT_DISPATCH, 0 }.make() };
+    EXPECT_EQ(CallMethod(object, "grow(QRect)", nullRect, WrapperFor(factory), &out), DISP_E_TYPEMISMATCH)
+        << "a null object passes coercion, but Qt would read the rectangle through it";
 }
 
 TEST(ValueTransfer, CoercionFailuresAreThePlatformsResult)
@@ -229,10 +195,8 @@ TEST(ValueTransfer, MethodArgumentsAndResults)
 {
     const struct { const char *method; std::vector<HostValue> arguments; int vt; long long bits; } rows[] = {
         { "twice(int)", { { VT_I4, 21 } }, VT_INT, 42 },
-        { "twice(int)", { { VT_BSTR, 0, u"-4" } }, VT_INT, 0xFFFFFFF8 },
         { "negate(long)", { { VT_I4, 0x555555557FFFFFFF } }, VT_I4, 0x80000001 },
         { "invert(bool)", { { VT_BOOL, 0xFFFF } }, VT_BOOL, 0 },
-        { "invert(bool)", { { VT_BOOL, 0 } }, VT_BOOL, 0xFFFF },
         { "touch()", {}, VT_EMPTY, 0 },
         { "counterAddress()", {}, VT_UI2 | VT_BYREF, 0 }, // deliberate: the union stays as it was
     };

@@ -31,13 +31,11 @@ TEST(VariantData, StoresByWidth)
 {
     const unsigned long long raw = 0x1122334455660001ull;
     const struct { int vt; size_t bytes; unsigned long long boolValue = 0; } rows[] = {
-        { VT_I1, 1 }, { VT_UI1, 1 }, { VT_I2, 2 }, { VT_UI2, 2 }, { VT_I4, 4 }, { VT_UI4, 4 }, { VT_R4, 4 },
-        { VT_INT, 4 }, { VT_UINT, 4 }, { VT_R8, 8 }, { VT_DATE, 8 }, { VT_BSTR, 8 }, { VT_DISPATCH, 8 },
-        { VT_UNKNOWN, 8 }, { VT_I8, 8 }, { VT_UI8, 8 }, { VT_ARRAY, 8 }, { VT_I4 | VT_BYREF, 8 },
-        { VT_BOOL | VT_BYREF, 8 }, { VT_UINT | VT_BYREF, 8 }, { VT_ARRAY | VT_BYREF, 8 },
+        { VT_I1, 1 }, { VT_UI2, 2 }, { VT_R4, 4 }, { VT_UINT, 4 }, { VT_DATE, 8 }, { VT_DISPATCH, 8 }, { VT_UI8, 8 },
+        { VT_ARRAY, 8 }, { VT_BOOL | VT_BYREF, 8 }, { VT_ARRAY | VT_BYREF, 8 },
         { VT_BOOL, 2, 0xFFFF }, // anything not zero becomes VARIANT_TRUE
         // Written by nobody: the reference to VT_UI2 deliberately, the rest unknown.
-        { VT_UI2 | VT_BYREF, 0 }, { VT_VOID | VT_BYREF, 0 }, { VT_CY, 0 }, { VT_EMPTY, 0 }, { VT_VARIANT | VT_BYREF, 0 },
+        { VT_UI2 | VT_BYREF, 0 }, { VT_CY, 0 }, { VT_EMPTY, 0 },
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.vt);

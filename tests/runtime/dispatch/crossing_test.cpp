@@ -12,11 +12,10 @@ using namespace dispatchtest;
 
 namespace {
 
-TEST(Crossing, NullFunctionGoesThroughTheWholeExchangeAndReturnsTrue)
+TEST(Crossing, NullFunctionCrossesAndAFunctionRunsOnTheTarget)
 {
     HostCall call(guiThreadId(), nullptr, nullptr);
-    // The call waits for the GUI thread: hooked, pending, not answered
-    // until the loop turns.
+    // Hooked and pending, not answered until the loop turns.
     ASSERT_TRUE(waitHoldingTheLoop([] { return WindowContext().PendingCallCount() == 1; }));
     EXPECT_EQ(1u, WindowContext().HookUsers(guiThreadId()));
     EXPECT_EQ(1, CThreadHook::LiveCount());
@@ -24,26 +23,19 @@ TEST(Crossing, NullFunctionGoesThroughTheWholeExchangeAndReturnsTrue)
     ASSERT_TRUE(call.waitFinished());
     EXPECT_EQ(1, call.result.load());
     expectNothingOutstanding();
-}
 
-TEST(Crossing, FunctionRunsOnTheTargetThreadWithItsArgument)
-{
     CallRecord record;
-    HostCall call(guiThreadId(), recordCall, &record);
-    ASSERT_TRUE(call.waitFinished());
-    EXPECT_EQ(1, call.result.load());
+    HostCall second(guiThreadId(), recordCall, &record);
+    ASSERT_TRUE(second.waitFinished());
+    EXPECT_EQ(1, second.result.load());
     EXPECT_EQ(1, record.runs.load());
     EXPECT_EQ(guiThreadId(), record.ranOn.load());
-    expectNothingOutstanding();
-}
 
-TEST(Crossing, CallAimedAtTheCallingThreadRunsInlineWithoutHook)
-{
-    CallRecord record;
+    // Aimed at the calling thread: inline, no hook.
     EXPECT_TRUE(ExecuteInThread(guiThreadId(), recordCall, &record));
-    EXPECT_EQ(1, record.runs.load());
-    EXPECT_EQ(0, CThreadHook::LiveCount());
+    EXPECT_EQ(2, record.runs.load());
     EXPECT_TRUE(ExecuteInThread(guiThreadId(), nullptr, nullptr));
+    expectNothingOutstanding();
 }
 
 TEST(Crossing, ThreadWithoutEventDispatcherFailsAtOnceWithNothingQueued)
@@ -158,40 +150,28 @@ void closeModal(void *argument)
 
 TEST(Crossing, TargetInsideAModalLoopServesTheCall)
 {
-    struct Row {
+    auto *dialog = new QDialog;
+    auto *menu = new QMenu;
+    menu->addAction("entry");
+    const struct {
         const char *name;
-        std::function<void(QWidget *&, std::function<void()> &)> make;
-    };
-    const Row rows[] = {
-        { "dialog",
-          [](QWidget *&modal, std::function<void()> &exec) {
-              auto *dialog = new QDialog;
-              modal = dialog;
-              exec = [dialog] { dialog->exec(); };
-          } },
-        { "menu",
-          [](QWidget *&modal, std::function<void()> &exec) {
-              auto *menu = new QMenu;
-              menu->addAction("entry");
-              modal = menu;
-              exec = [menu] { menu->exec(QPoint(20, 20)); };
-          } },
-    };
-    for (const Row &row : rows) {
-        SCOPED_TRACE(row.name);
-        QWidget *modal = nullptr;
+        QWidget *modal;
         std::function<void()> exec;
-        row.make(modal, exec);
-        ModalCall state{ modal };
+    } rows[] = {
+        { "dialog", dialog, [dialog] { dialog->exec(); } },
+        { "menu", menu, [menu] { menu->exec(QPoint(20, 20)); } },
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        ModalCall state{ row.modal };
         std::unique_ptr<HostCall> call;
         QTimer::singleShot(0, [&] { call = std::make_unique<HostCall>(guiThreadId(), closeModal, &state); });
-        // Returns when the call has closed it.
-        exec();
+        row.exec(); // returns when the call has closed it
         ASSERT_TRUE(call);
         ASSERT_TRUE(call->waitFinished());
         EXPECT_EQ(1, call->result.load());
         EXPECT_TRUE(state.ranInsideModal.load());
-        delete modal;
+        delete row.modal;
     }
     expectNothingOutstanding();
 }

@@ -26,8 +26,6 @@ namespace dispatchtest {
 // Faults: a store to address 0.
 void faultingCall(void *argument);
 
-// Runs the calling thread's event loop until condition holds or the limit
-// passes.
 inline bool waitUntil(const std::function<bool()> &condition, int limitMs = 10000)
 {
     return qttest::waitUntil(condition, limitMs);
@@ -75,7 +73,6 @@ public:
         if (thread.joinable())
             thread.join();
     }
-    // Turns the calling thread's loop until the call has returned.
     bool waitFinished(int limitMs = 10000)
     {
         const bool done = waitUntil([this] { return finished.load(); }, limitMs);
@@ -108,14 +105,12 @@ public:
         thread.quit();
         thread.wait(10000);
     }
-    // Learnt through the registry's probe.
     DWORD id() { return ThreadIdOfQThread(&thread); }
-    // Runs work on the worker, inside its loop, and waits for it.
+    // Inside its loop: run waits for the work, post does not.
     void run(const std::function<void()> &work)
     {
         QMetaObject::invokeMethod(&context, work, Qt::BlockingQueuedConnection);
     }
-    // Posts work to the worker's loop and returns.
     void post(const std::function<void()> &work)
     {
         QMetaObject::invokeMethod(&context, work, Qt::QueuedConnection);
@@ -145,7 +140,6 @@ inline void recordCall(void *argument)
     record->runs.fetch_add(1);
 }
 
-// Nothing outstanding anywhere.
 inline void expectNothingOutstanding()
 {
     EXPECT_EQ(0u, WindowContext().HookRecordCount());

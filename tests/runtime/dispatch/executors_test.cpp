@@ -52,7 +52,6 @@ TEST(AsyncMethod, RunsOnceOnANamedThreadOfItsOwn)
     EXPECT_NE(GetCurrentThreadId(), id);
     // What a debugger shows: the kernel keeps 15 bytes of the name.
     EXPECT_EQ("zkAsyncMethodEx", shot.name);
-    EXPECT_STREQ("zkAsyncMethodExecutor", AsyncExecutorThreadName);
 }
 
 TEST(AsyncMethod, FaultEndsTheThreadAsIfTheCallHadReturned)
@@ -67,13 +66,6 @@ TEST(AsyncMethod, FaultEndsTheThreadAsIfTheCallHadReturned)
     EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(shot.ran, 10000));
 }
 
-TEST(AsyncMethod, CodeInTheMainProgramTakesNoLoadReference)
-{
-    // The tests link the runtime into the program itself.
-    EXPECT_EQ(GetModuleHandleW(nullptr), GetOwnModuleBase());
-    EXPECT_EQ(nullptr, LockOwnModule());
-}
-
 bool libraryLoaded(const char *path)
 {
     const std::string name = std::string(path).substr(std::string(path).rfind('/') + 1);
@@ -82,6 +74,9 @@ bool libraryLoaded(const char *path)
 
 TEST(AsyncMethod, LibraryStaysLoadedWhileItsThreadRunsAndGoesWithIt)
 {
+    // The tests link the runtime into the program itself: no reference.
+    EXPECT_EQ(GetModuleHandleW(nullptr), GetOwnModuleBase());
+    EXPECT_EQ(nullptr, LockOwnModule());
     void *library = dlopen(VRQT_ASYNC_MODULE, RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(nullptr, library) << dlerror();
     using Start = DWORD (*)(HANDLE, HANDLE *);
@@ -110,7 +105,6 @@ struct Runs {
     int stopAfter = 0;
     PeriodicExecutor *executor = nullptr;
     std::atomic<DWORD> worker{ 0 };
-    std::string name;
 };
 
 void periodicRun(void *argument)
@@ -125,7 +119,6 @@ void periodicRun(void *argument)
     {
         std::lock_guard<std::mutex> guard(runs->lock);
         runs->times.emplace_back(began, GetTickCount());
-        runs->name = threadName();
     }
     runs->worker.store(GetCurrentThreadId());
     if (runs->count.fetch_add(1) + 1 == runs->stopAfter)
@@ -148,47 +141,39 @@ TEST(PeriodicExecutor, IntervalCountsFromTheEndOfARun)
         // The pause follows the end of the run before, not its start.
         EXPECT_GE(runs.times[run].first - runs.times[run - 1].second, interval - 1);
     }
-    EXPECT_EQ("zkAsyncMethodEx", runs.name);
 }
 
-TEST(PeriodicExecutor, StopFromOutsideWaitsForTheRunAndEndsTheRuns)
+// Waits for the worker thread to end.
+void expectWorkerEnds(const Runs &runs)
 {
-    Runs runs;
-    runs.busyMs = 20;
-    ASSERT_TRUE(StartPeriodicExecutor(periodicRun, &runs, 0, &runs.executor));
-    ASSERT_TRUE(waitUntil([&] { return runs.count.load() >= 3; }));
-    StopPeriodicExecutor(&runs.executor);
-    EXPECT_EQ(nullptr, runs.executor);
-    // The worker has left its loop: nothing runs any more.
-    const int stoppedAt = runs.count.load();
     HANDLE worker = OpenThread(SYNCHRONIZE, FALSE, runs.worker.load());
     if (worker) {
         EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(worker, 10000));
         CloseHandle(worker);
     }
-    EXPECT_EQ(stoppedAt, runs.count.load());
 }
 
-TEST(PeriodicExecutor, StopFromInsideEndsAfterThatRun)
+TEST(PeriodicExecutor, StopFromOutsideOrInsideEndsTheRuns)
 {
-    struct Row {
+    const struct {
         const char *name;
         DWORD interval;
-    };
-    const Row rows[] = { { "back to back", 0 }, { "with an interval", 5 } };
-    for (const Row &row : rows) {
+        int stopAfter; // 0: stopped from outside, during a run
+    } rows[] = { { "from outside", 0, 0 }, { "from inside, back to back", 0, 3 }, { "from inside, with an interval", 5, 3 } };
+    for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
         Runs runs;
-        runs.stopAfter = 3;
+        runs.stopAfter = row.stopAfter;
+        runs.busyMs = row.stopAfter ? 0 : 20;
         ASSERT_TRUE(StartPeriodicExecutor(periodicRun, &runs, row.interval, &runs.executor));
         ASSERT_TRUE(waitUntil([&] { return runs.count.load() >= 3; }));
-        HANDLE worker = OpenThread(SYNCHRONIZE, FALSE, runs.worker.load());
-        if (worker) {
-            EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(worker, 10000));
-            CloseHandle(worker);
-        }
-        EXPECT_EQ(3, runs.count.load());
+        if (!row.stopAfter)
+            StopPeriodicExecutor(&runs.executor);
+        const int stoppedAt = runs.count.load();
+        expectWorkerEnds(runs);
         EXPECT_EQ(nullptr, runs.executor);
+        EXPECT_EQ(stoppedAt, runs.count.load());
+        EXPECT_TRUE(!row.stopAfter || stoppedAt == 3) << stoppedAt;
         // Stopping an empty place is ignored.
         StopPeriodicExecutor(&runs.executor);
         StopPeriodicExecutor(nullptr);

@@ -14,7 +14,7 @@ using namespace dispatchtest;
 
 namespace {
 
-TEST(LockedScope, MarkerExistsForTheScopeAndAnInnerScopeMakesNone)
+TEST(LockedScope, MarkerLivesWithTheOuterScopeOrWhoeverMadeIt)
 {
     const DWORD self = GetCurrentThreadId();
     const std::string expected = "ZKTLE" + std::to_string(GetCurrentProcessId()) + "P" + std::to_string(self);
@@ -23,29 +23,17 @@ TEST(LockedScope, MarkerExistsForTheScopeAndAnInnerScopeMakesNone)
     {
         ThreadLockScope outer;
         EXPECT_TRUE(outer.created());
-        EXPECT_TRUE(ThreadLockMarkerExists(self));
         EXPECT_EQ(1u, WindowContext().LockMarkerCount());
-        {
-            ThreadLockScope inner;
-            EXPECT_FALSE(inner.created());
-        }
-        EXPECT_TRUE(ThreadLockMarkerExists(self));
+        ThreadLockScope inner;
+        EXPECT_FALSE(inner.created());
     }
     EXPECT_FALSE(ThreadLockMarkerExists(self));
     EXPECT_EQ(0u, WindowContext().LockMarkerCount());
-}
 
-TEST(LockedScope, MarkerMadeByOtherCodeInTheProcessCounts)
-{
-    const DWORD self = GetCurrentThreadId();
-    const std::u16string name = ThreadLockMarkerName(self);
-    HANDLE foreign = CreateEventW(nullptr, TRUE, FALSE, name.c_str());
+    // A marker made by other code in the process counts, and stays its own.
+    HANDLE foreign = CreateEventW(nullptr, TRUE, FALSE, ThreadLockMarkerName(self).c_str());
     ASSERT_NE(nullptr, foreign);
-    EXPECT_TRUE(ThreadLockMarkerExists(self));
-    {
-        ThreadLockScope scope;
-        EXPECT_FALSE(scope.created());
-    }
+    EXPECT_FALSE(ThreadLockScope().created());
     EXPECT_TRUE(ThreadLockMarkerExists(self));
     CloseHandle(foreign);
     EXPECT_FALSE(ThreadLockMarkerExists(self));
@@ -91,21 +79,14 @@ TEST(LockedScope, TargetInALockedScopeHoldsItsCallerPastTheSlice)
     expectNothingOutstanding();
 }
 
-// Counts where it was released.
-class Tracked : public IUnknown
+// Counts where it was released; a message filter that filters nothing.
+class Tracked : public IMessageFilter
 {
 public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void **object) override
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void **object) override
     {
-        if (!object)
-            return E_POINTER;
-        if (riid != IID_IUnknown) {
-            *object = nullptr;
-            return E_NOINTERFACE;
-        }
         *object = this;
-        AddRef();
-        return S_OK;
+        return AddRef(), S_OK;
     }
     ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
     ULONG STDMETHODCALLTYPE Release() override
@@ -113,6 +94,9 @@ public:
         releasedOn.store(GetCurrentThreadId());
         return --references;
     }
+    DWORD STDMETHODCALLTYPE HandleInComingCall(DWORD, HTASK, DWORD, LPINTERFACEINFO) override { return 0; }
+    DWORD STDMETHODCALLTYPE RetryRejectedCall(HTASK, DWORD, DWORD) override { return DWORD(-1); }
+    DWORD STDMETHODCALLTYPE MessagePending(HTASK, DWORD, DWORD) override { return 0; }
     std::atomic<ULONG> references{ 1 };
     std::atomic<DWORD> releasedOn{ 0 };
 };
@@ -179,69 +163,35 @@ TEST_F(CookieRevocation, CookieIsRevokedOnTheCallerWhenTheThreadCannotTakeIt)
     expectNothingOutstanding();
 }
 
-class CountingFilter : public IMessageFilter
+// In a single-threaded apartment; a multithreaded one has no filter to take.
+TEST(MessageFilter, SuspensionTakesTheFilterAwayAndPutsItBack)
 {
-public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void **object) override
-    {
-        if (riid != IID_IUnknown && riid != IID_IMessageFilter) {
-            *object = nullptr;
-            return E_NOINTERFACE;
+    std::thread apartment([] {
+        ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)));
+        EXPECT_TRUE(MessageFilterSuspension::IsSingleThreadedApartment());
+        Tracked filter;
+        ASSERT_EQ(S_OK, CoRegisterMessageFilter(&filter, nullptr));
+        IMessageFilter *current = &filter;
+        {
+            MessageFilterSuspension suspension;
+            EXPECT_EQ(S_OK, CoRegisterMessageFilter(nullptr, &current));
+            EXPECT_EQ(nullptr, current);
         }
-        *object = this;
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
-    ULONG STDMETHODCALLTYPE Release() override { return --references; }
-    DWORD STDMETHODCALLTYPE HandleInComingCall(DWORD, HTASK, DWORD, LPINTERFACEINFO) override { return 0; }
-    DWORD STDMETHODCALLTYPE RetryRejectedCall(HTASK, DWORD, DWORD) override { return DWORD(-1); }
-    DWORD STDMETHODCALLTYPE MessagePending(HTASK, DWORD, DWORD) override { return 0; }
-    std::atomic<ULONG> references{ 1 };
-};
-
-TEST(MessageFilter, SuspensionTakesTheFilterAwayInAnApartmentAndPutsItBack)
-{
-    struct Row {
-        const char *name;
-        DWORD apartment;
-        bool singleThreaded;
-    };
-    const Row rows[] = {
-        { "single-threaded apartment", COINIT_APARTMENTTHREADED, true },
-        { "multithreaded apartment", COINIT_MULTITHREADED, false },
-    };
-    for (const Row &row : rows) {
-        SCOPED_TRACE(row.name);
-        // A thread of its own: the apartment is the thread's.
-        std::thread apartment([&row] {
-            ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, row.apartment)));
-            EXPECT_EQ(row.singleThreaded, MessageFilterSuspension::IsSingleThreadedApartment());
-            CountingFilter filter;
-            if (row.singleThreaded) {
-                ASSERT_EQ(S_OK, CoRegisterMessageFilter(&filter, nullptr));
-            }
-            {
-                MessageFilterSuspension suspension;
-                IMessageFilter *current = nullptr;
-                if (row.singleThreaded) {
-                    // No filter now: registering none hands back none.
-                    EXPECT_EQ(S_OK, CoRegisterMessageFilter(nullptr, &current));
-                    EXPECT_EQ(nullptr, current);
-                }
-            }
-            if (row.singleThreaded) {
-                IMessageFilter *restored = nullptr;
-                EXPECT_EQ(S_OK, CoRegisterMessageFilter(nullptr, &restored));
-                EXPECT_EQ(&filter, restored);
-                if (restored)
-                    restored->Release();
-                EXPECT_EQ(1u, filter.references.load());
-            }
-            CoUninitialize();
-        });
-        apartment.join();
-    }
+        EXPECT_EQ(S_OK, CoRegisterMessageFilter(nullptr, &current));
+        EXPECT_EQ(&filter, current);
+        if (current)
+            current->Release();
+        EXPECT_EQ(1u, filter.references.load());
+        CoUninitialize();
+    });
+    apartment.join();
+    std::thread multithreaded([] {
+        ASSERT_TRUE(SUCCEEDED(CoInitializeEx(nullptr, COINIT_MULTITHREADED)));
+        EXPECT_FALSE(MessageFilterSuspension::IsSingleThreadedApartment());
+        MessageFilterSuspension nothingToTake;
+        CoUninitialize();
+    });
+    multithreaded.join();
     EXPECT_FALSE(MessageFilterSuspension::IsSingleThreadedApartment());
 }
 

@@ -32,18 +32,6 @@ protected:
     void mousePressEvent(QMouseEvent *) override { ++clicks; }
 };
 
-struct CallSlot {
-    std::atomic<int> runs{ 0 };
-    std::atomic<DWORD> ranOn{ 0 };
-};
-
-void runSlot(void *argument)
-{
-    auto *slot = static_cast<CallSlot *>(argument);
-    slot->ranOn.store(GetCurrentThreadId());
-    slot->runs.fetch_add(1);
-}
-
 TEST(Stress, EightHostThreadsCallTheBusyGuiThreadAndEveryCallRunsOnce)
 {
     BusyWidget widget;
@@ -62,14 +50,14 @@ TEST(Stress, EightHostThreadsCallTheBusyGuiThreadAndEveryCallRunsOnce)
     traffic.start(1);
 
     const DWORD gui = guiThreadId();
-    std::vector<CallSlot> callSlots(hostThreads * callsPerThread);
+    std::vector<CallRecord> callSlots(hostThreads * callsPerThread);
     std::atomic<int> failures{ 0 };
     std::atomic<int> finishedThreads{ 0 };
     std::vector<std::thread> hosts;
     for (int host = 0; host < hostThreads; ++host) {
         hosts.emplace_back([&, host] {
             for (int call = 0; call < callsPerThread; ++call) {
-                if (!ExecuteInThread(gui, runSlot, &callSlots[host * callsPerThread + call]))
+                if (!ExecuteInThread(gui, recordCall, &callSlots[host * callsPerThread + call]))
                     failures.fetch_add(1);
             }
             finishedThreads.fetch_add(1);
@@ -84,7 +72,7 @@ TEST(Stress, EightHostThreadsCallTheBusyGuiThreadAndEveryCallRunsOnce)
     EXPECT_EQ(0, failures.load());
     int wrongCount = 0;
     int wrongThread = 0;
-    for (const CallSlot &slot : callSlots) {
+    for (const CallRecord &slot : callSlots) {
         wrongCount += slot.runs.load() != 1;
         wrongThread += slot.ranOn.load() != gui;
     }
