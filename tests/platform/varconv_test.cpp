@@ -263,7 +263,6 @@ TEST(VariantChangeType, ObjectsConvertThroughQueryInterface)
 TEST(VariantChangeType, ReadsByReferenceSources)
 {
     LONG number = -7;
-    double real = 2.5;
     DECIMAL decimal{};
     decimal.scale = 1;
     decimal.Lo64 = 35;
@@ -281,6 +280,7 @@ TEST(VariantChangeType, ReadsByReferenceSources)
         Literal result;
     } rows[] = {
         { "I4", VT_I4, &number, VT_I2, S_OK, v::I2(-7) },
+        { "DECIMAL", VT_DECIMAL, &decimal, VT_I4, S_OK, v::I4(4) },
         { "BSTR", VT_BSTR, &text, VT_I4, S_OK, v::I4(1234) },
         { "VARIANT", VT_VARIANT, &referenced, VT_BSTR, S_OK, v::Str(u"2.5") },
         { "VARIANT of VARIANT", VT_VARIANT, &twice, VT_I4, E_INVALIDARG, {} },
@@ -339,29 +339,16 @@ TEST(VariantChangeType, InPlaceAndDestinations)
 
 TEST(VariantChangeType, BadTypesAndArguments)
 {
-    struct Row {
-        const char *name;
-        VARTYPE source;
-        VARTYPE target;
-        HRESULT expected;
-    } rows[] = {
-        { "target CLSID", VT_I4, VT_CLSID, DISP_E_BADVARTYPE },
-        { "target vector", VT_I4, VT_VECTOR | VT_I4, DISP_E_BADVARTYPE },
-        { "target with all modifiers", VT_I4, 0x3847, DISP_E_BADVARTYPE },
-        { "target by reference", VT_I4, VT_BYREF | VT_I4, DISP_E_TYPEMISMATCH },
-        { "source 15", 15, VT_I4, DISP_E_BADVARTYPE },
-        { "source vector", VT_VECTOR | VT_I4, VT_I4, DISP_E_BADVARTYPE },
-        { "source CLSID", VT_CLSID, VT_I4, DISP_E_BADVARTYPE },
+    const Case rows[] = {
+        { "target CLSID", v::I4(1), VT_CLSID, DISP_E_BADVARTYPE, {} },
+        { "target vector", v::I4(1), VT_VECTOR | VT_I4, DISP_E_BADVARTYPE, {} },
+        { "target with all modifiers", v::I4(1), 0x3847, DISP_E_BADVARTYPE, {} },
+        { "target by reference", v::I4(1), VT_BYREF | VT_I4, DISP_E_TYPEMISMATCH, {} },
+        { "source 15", v::integer(15, 1), VT_I4, DISP_E_BADVARTYPE, {} },
+        { "source vector", v::integer(VT_VECTOR | VT_I4, 1), VT_I4, DISP_E_BADVARTYPE, {} },
+        { "source CLSID", v::integer(VT_CLSID, 1), VT_I4, DISP_E_BADVARTYPE, {} },
     };
-    for (const Row &row : rows) {
-        SCOPED_TRACE(row.name);
-        VARIANT source = makeVariant(v::I4(1));
-        source.vt = row.source;
-        VARIANT dest;
-        VariantInit(&dest);
-        EXPECT_EQ(VariantChangeType(&dest, &source, 0, row.target), row.expected);
-        EXPECT_EQ(dest.vt, VT_EMPTY);
-    }
+    runCases(rows);
     VARIANT value = makeVariant(v::I4(1));
     EXPECT_EQ(VariantChangeType(nullptr, &value, 0, VT_I2), E_INVALIDARG);
     EXPECT_EQ(VariantChangeTypeEx(&value, nullptr, kEnglishUS, 0, VT_I2), E_INVALIDARG);
