@@ -15,7 +15,6 @@ TEST(VarConvText, NumbersAcceptedFromText)
 {
     const Case rows[] = {
         { "blanks around", v::Str(u" \t12 \n"), VT_I4, S_OK, v::I4(12) },
-        { "trailing plus", v::Str(u"5+"), VT_I4, S_OK, v::I4(5) },
         { "trailing minus", v::Str(u"5-"), VT_I4, S_OK, v::I4(-5) },
         { "parentheses", v::Str(u"(5)"), VT_I4, S_OK, v::I4(-5) },
         { "open parenthesis", v::Str(u"(5"), VT_I4, DISP_E_TYPEMISMATCH, {} },
@@ -173,24 +172,18 @@ TEST(VarParseNumFromStr, FillsTheParseAsWindowsDoes)
         INT power10;
         BYTE first;
     } rows[] = {
-        { "one digit", u"7", 128, 0, S_OK, 1, 0, 1, 0, 0, 7 },
         { "zeros become the power", u"10", 128, 0, S_OK, 1, 0, 2, 0, 1, 1 },
         { "too little room", u"11", 1, 0, S_OK, 1, NUMPRS_INEXACT, 2, 0, 1, 1 },
-        { "blank needs a flag", u" 0", 128, 0, DISP_E_TYPEMISMATCH, 0, 0, 0, 0, 0, 0 },
-        { "trailing plus", u"0+", 128, NUMPRS_TRAILING_PLUS, S_OK, 1, NUMPRS_TRAILING_PLUS, 2, 0, 0, 0 },
         { "minus", u"-0", 128, NUMPRS_LEADING_MINUS, S_OK, 1, NUMPRS_LEADING_MINUS | NUMPRS_NEG, 2, 0, 0, 0 },
         { "hex", u"&HF800", 128, NUMPRS_HEX_OCT, S_OK, 4, NUMPRS_HEX_OCT, 6, 4, 0, 15 },
         { "octal stops at 8", u"&o128", 128, NUMPRS_HEX_OCT, S_OK, 2, NUMPRS_HEX_OCT, 4, 3, 0, 1 },
         { "leading zero is decimal", u"0100", 128, NUMPRS_HEX_OCT, S_OK, 1, 0, 4, 0, 2, 1 },
-        { "parentheses", u"(0)", 128, NUMPRS_PARENS, S_OK, 1, NUMPRS_PARENS | NUMPRS_NEG, 3, 0, 0, 0 },
         { "thousands", u"1,000", 128, NUMPRS_THOUSANDS, S_OK, 1, NUMPRS_THOUSANDS, 5, 0, 3, 1 },
-        { "lone currency sign", u"$", 128, NUMPRS_CURRENCY, DISP_E_TYPEMISMATCH, 0, 0, 0, 0, 0, 0 },
         { "repeated currency after", u"$11$$", 128, NUMPRS_CURRENCY | NUMPRS_USE_ALL, S_OK, 2, NUMPRS_CURRENCY, 5,
           0, 0, 1 },
         { "one point", u"1.1.", 128, NUMPRS_DECIMAL, S_OK, 2, NUMPRS_DECIMAL, 3, 0, -1, 1 },
         { "exponent and point", u"1.5e-20", 128, NUMPRS_EXPONENT | NUMPRS_DECIMAL, S_OK, 2,
           NUMPRS_EXPONENT | NUMPRS_DECIMAL, 7, 0, -21, 1 },
-        { "use all", u"0 ", 128, NUMPRS_USE_ALL, DISP_E_TYPEMISMATCH, 0, 0, 0, 0, 0, 0 },
         { "standard", u"-0.51", 128, NUMPRS_STD, S_OK, 2, NUMPRS_NEG | NUMPRS_DECIMAL | NUMPRS_LEADING_MINUS, 5, 0,
           -2, 5 },
         { "Arabic-Indic zero", u"\u0660", 128, NUMPRS_STD, DISP_E_TYPEMISMATCH, 0, 0, 0, 0, 0, 0 },
@@ -231,20 +224,15 @@ TEST(VarNumFromParseNum, PicksTheSmallestAcceptableType)
         HRESULT expected;
         Literal result;
     } rows[] = {
-        { "smaller first", { 1 }, 0, 0, 0, VTBIT_I2 | VTBIT_UI1, S_OK, v::UI1(1) },
         { "127", { 1, 2, 7 }, 0, 0, 0, kIntegers, S_OK, v::I1(127) },
         { "128", { 1, 2, 8 }, 0, 0, 0, kIntegers, S_OK, v::UI1(128) },
-        { "256", { 2, 5, 6 }, 0, 0, 0, kIntegers, S_OK, v::I2(256) },
-        { "-129", { 1, 2, 9 }, NUMPRS_NEG, 0, 0, kIntegers, S_OK, v::I2(-129) },
         { "hex high bit kept", { 8, 2 }, 0, 4, 0, kIntegers, S_OK, v::I1(-126) },
         { "hex to DECIMAL", { 7, 15 }, 0, 4, 0, VTBIT_DECIMAL, S_OK, v::Dec(0, false, 0, 0x7F) },
         { "negative unsigned only", { 1 }, NUMPRS_NEG, 0, 0, VTBIT_UI1, DISP_E_OVERFLOW, {} },
         { "-0.6 unsigned only", { 6 }, NUMPRS_NEG, 0, -1, VTBIT_UI1, DISP_E_OVERFLOW, {} },
         { "-0.5 rounds to 0", { 5 }, NUMPRS_NEG, 0, -1, VTBIT_UI1, S_OK, v::UI1(0) },
-        { "float before double", { 1 }, 0, 0, 0, VTBIT_R4 | VTBIT_R8, S_OK, v::R4(1.0f) },
         { "currency before decimal", { 1 }, 0, 0, 0, VTBIT_CY | VTBIT_DECIMAL, S_OK, v::Cy(10000) },
         { "fraction keeps DECIMAL exact", { 1, 5 }, 0, 0, -1, kIntegers | VTBIT_DECIMAL, S_OK, v::Dec(1, false, 0, 15) },
-        { "underflow to zero", { 1 }, 0, 0, -94938484, VTBIT_R8, S_OK, v::R8(0.0) },
         { "nothing fits", { 1 }, 0, 0, 400, VTBIT_R8 | VTBIT_I4, DISP_E_OVERFLOW, {} },
     };
     for (const Row &row : rows) {

