@@ -102,13 +102,12 @@ TEST(SafeArray, CreateSetsSizesFeaturesAndTypeMarksByElementType)
     }
 }
 
-TEST(SafeArray, CreateRefusesBadArguments)
+TEST(SafeArray, CreateRefusesBadArgumentsAndAllowsEmptyDimensions)
 {
     SAFEARRAYBOUND bounds[2] = { { 2, 0 }, { 2, 0 } };
     EXPECT_EQ(SafeArrayCreate(VT_I4, 1, nullptr), nullptr);
     EXPECT_EQ(SafeArrayCreate(VT_I4, 0, bounds), nullptr);
     EXPECT_EQ(SafeArrayCreate(VT_I4, 65536, bounds), nullptr);
-
     SAFEARRAY *array = nullptr;
     EXPECT_EQ(SafeArrayAllocDescriptor(0, &array), E_INVALIDARG);
     EXPECT_EQ(SafeArrayAllocDescriptor(65536, &array), E_INVALIDARG);
@@ -119,19 +118,15 @@ TEST(SafeArray, CreateRefusesBadArguments)
     VARTYPE vt;
     EXPECT_EQ(SafeArrayGetVartype(array, &vt), E_INVALIDARG) << "no type marks on a bare descriptor";
     EXPECT_EQ(SafeArrayDestroyDescriptor(array), S_OK);
-}
 
-TEST(SafeArray, EmptyDimensionsAreAllowed)
-{
-    SAFEARRAY *array = vectorOf(VT_I4, 0, 42);
+    array = vectorOf(VT_I4, 0, 42);
     ASSERT_NE(array, nullptr);
-    LONG value = 0;
+    LONG value = 0, index = 42;
     ASSERT_EQ(SafeArrayGetUBound(array, 1, &value), S_OK);
     EXPECT_EQ(value, 41) << "upper bound of an empty dimension is lower bound - 1";
-    LONG index = 42;
     EXPECT_EQ(SafeArrayGetElement(array, &index, &value), DISP_E_BADINDEX);
-    SAFEARRAYBOUND bound{ 2, 42 };
-    EXPECT_EQ(SafeArrayRedim(array, &bound), S_OK);
+    bounds[0] = { 2, 42 };
+    EXPECT_EQ(SafeArrayRedim(array, &bounds[0]), S_OK);
     EXPECT_EQ(SafeArrayPutElement(array, &index, &value), S_OK);
     EXPECT_EQ(SafeArrayDestroy(array), S_OK);
 }
@@ -210,11 +205,9 @@ TEST(SafeArray, TwoDimensionsBoundsAndIndices)
     EXPECT_EQ(SafeArrayDestroy(array), S_OK);
 }
 
-TEST(SafeArray, LocksCountUpTo65535AndUnlockChecksBalance)
+TEST(SafeArray, LocksCountTo65535AndLockedArraysRefuseDestruction)
 {
-    EXPECT_EQ(SafeArrayLock(nullptr), E_INVALIDARG);
-    EXPECT_EQ(SafeArrayUnlock(nullptr), E_INVALIDARG);
-    SAFEARRAY *array = SafeArrayCreateVector(VT_UI1, 0, 100);
+    SAFEARRAY *array = vectorOf(VT_BSTR, 4);
     EXPECT_EQ(SafeArrayUnlock(array), E_UNEXPECTED);
     int count = 0;
     HRESULT hr;
@@ -226,12 +219,7 @@ TEST(SafeArray, LocksCountUpTo65535AndUnlockChecksBalance)
         --count;
     EXPECT_EQ(count, 0);
     EXPECT_EQ(hr, E_UNEXPECTED);
-    EXPECT_EQ(SafeArrayDestroy(array), S_OK);
-}
 
-TEST(SafeArray, LockedArraysRefuseDestructionAndResizing)
-{
-    SAFEARRAY *array = vectorOf(VT_BSTR, 4);
     void *data = nullptr;
     ASSERT_EQ(SafeArrayAccessData(array, &data), S_OK);
     EXPECT_EQ(data, array->pvData);
@@ -244,6 +232,8 @@ TEST(SafeArray, LockedArraysRefuseDestructionAndResizing)
     EXPECT_EQ(SafeArrayUnaccessData(array), S_OK);
     EXPECT_EQ(SafeArrayDestroy(array), S_OK);
 
+    EXPECT_EQ(SafeArrayLock(nullptr), E_INVALIDARG);
+    EXPECT_EQ(SafeArrayUnlock(nullptr), E_INVALIDARG);
     EXPECT_EQ(SafeArrayAccessData(nullptr, &data), E_INVALIDARG);
     EXPECT_EQ(SafeArrayUnaccessData(nullptr), E_INVALIDARG);
     EXPECT_EQ(SafeArrayDestroy(nullptr), S_OK);
