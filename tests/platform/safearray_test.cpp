@@ -87,10 +87,11 @@ TEST(SafeArray, CreateSetsSizesFeaturesAndTypeMarksByElementType)
         EXPECT_EQ(SafeArrayGetElemsize(array), row.size);
         EXPECT_EQ(array->fFeatures, row.features);
         EXPECT_EQ(vector->fFeatures, row.features | createVectorFeature);
-        if (row.features & FADF_HAVEVARTYPE)
+        if (row.features & FADF_HAVEVARTYPE) {
             EXPECT_EQ(hiddenBefore<DWORD>(array), row.vt) << "the VARTYPE sits in the 4 bytes before the descriptor";
-        else
+        } else {
             EXPECT_EQ(hiddenBefore<GUID>(array), row.vt == VT_DISPATCH ? IID_IDispatch : IID_IUnknown);
+        }
         SAFEARRAY *copy = nullptr;
         ASSERT_EQ(SafeArrayCopy(array, &copy), S_OK);
         EXPECT_EQ(copy->fFeatures, row.features);
@@ -157,8 +158,9 @@ TEST(SafeArray, TwoDimensionsBoundsAndIndices)
         LONG lower = -99, upper = -99;
         EXPECT_EQ(SafeArrayGetLBound(array, row.dim, &lower), row.expected);
         EXPECT_EQ(SafeArrayGetUBound(array, row.dim, &upper), row.expected);
-        if (row.expected == S_OK)
+        if (row.expected == S_OK) {
             EXPECT_TRUE(lower == row.lower && upper == row.upper) << lower << ".." << upper;
+        }
     }
 
     char *base = static_cast<char *>(array->pvData);
@@ -183,8 +185,9 @@ TEST(SafeArray, TwoDimensionsBoundsAndIndices)
         LONG indices[2] = { row.first, row.second };
         void *element = nullptr;
         EXPECT_EQ(SafeArrayPtrOfIndex(array, indices, &element), row.expected);
-        if (row.expected == S_OK)
+        if (row.expected == S_OK) {
             EXPECT_EQ(static_cast<char *>(element) - base, row.offset);
+        }
         LONG value = 7;
         EXPECT_EQ(SafeArrayPutElement(array, indices, &value), row.expected);
         EXPECT_EQ(SafeArrayGetElement(array, indices, &value), row.expected);
