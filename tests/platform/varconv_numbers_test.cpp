@@ -65,7 +65,7 @@ constexpr IntegerLimits kNarrowIntegers[] = {
 };
 
 // min-1, min, max and max+1 of every type narrower than 64 bits, reached
-// from a wider integer, from text, from VT_DECIMAL and from VT_CY.
+// from a wider integer, from text and from VT_DECIMAL (VT_CY: below).
 TEST(VarConvNumbers, EveryNarrowIntegerTypeOverflowsJustOutsideItsRange)
 {
     for (const IntegerLimits &type : kNarrowIntegers) {
@@ -94,8 +94,6 @@ TEST(VarConvNumbers, EveryNarrowIntegerTypeOverflowsJustOutsideItsRange)
             { "DECIMAL min-1", decimal(min - 1), type.vt, DISP_E_OVERFLOW, {} },
             { "DECIMAL max", decimal(max), type.vt, S_OK, v::integer(type.vt, max) },
             { "DECIMAL max+1", decimal(max + 1), type.vt, DISP_E_OVERFLOW, {} },
-            { "CY min", v::Cy(min * 10000), type.vt, S_OK, v::integer(type.vt, min) },
-            { "CY max+1", v::Cy((max + 1) * 10000), type.vt, DISP_E_OVERFLOW, {} },
         };
         runCases(rows);
     }
