@@ -40,52 +40,30 @@ struct Bstr {
 
 } // namespace
 
-TEST(Bstr, LayoutKeepsByteLengthBeforeAndNulAfter)
-{
-    Bstr s(u"hello");
-    ASSERT_NE(s.value, nullptr);
-    EXPECT_EQ(reinterpret_cast<uintptr_t>(s.value) % 8, 0u);
-    EXPECT_EQ(prefixOf(s.value), 10u);
-    EXPECT_EQ(SysStringLen(s.value), 5u);
-    EXPECT_EQ(SysStringByteLen(s.value), 10u);
-    EXPECT_EQ(s.value[5], 0);
-    EXPECT_EQ(textOf(s.value), u"hello");
-}
-
-TEST(Bstr, NullAndEmptyInputs)
-{
-    EXPECT_EQ(SysAllocString(nullptr), nullptr);
-    EXPECT_EQ(SysStringLen(nullptr), 0u);
-    EXPECT_EQ(SysStringByteLen(nullptr), 0u);
-    SysFreeString(nullptr); // must not crash
-
-    Bstr empty(u"");
-    ASSERT_NE(empty.value, nullptr) << "an empty text is an empty string, not null";
-    EXPECT_EQ(SysStringLen(empty.value), 0u);
-    EXPECT_EQ(empty.value[0], 0);
-
-    Bstr zeroLength(SysAllocStringLen(nullptr, 0));
-    ASSERT_NE(zeroLength.value, nullptr);
-    EXPECT_EQ(zeroLength.value[0], 0);
-}
-
-TEST(Bstr, AllocStringLenKeepsEmbeddedNulsAndTerminates)
+TEST(Bstr, LayoutNullsAndEmbeddedNuls)
 {
     const char16_t text[] = { u'a', 0, u'b', u'c' };
     Bstr s(SysAllocStringLen(text, 4));
     ASSERT_NE(s.value, nullptr);
-    EXPECT_EQ(SysStringLen(s.value), 4u);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(s.value) % 8, 0u);
+    EXPECT_EQ(prefixOf(s.value), 8u) << "the byte length sits before the units";
     EXPECT_EQ(std::memcmp(s.value, text, sizeof text), 0);
     EXPECT_EQ(s.value[4], 0);
 
-    Bstr prefix(SysAllocStringLen(u"abcdef", 3));
-    EXPECT_EQ(textOf(prefix.value), u"abc");
-    EXPECT_EQ(prefix.value[3], 0);
-
     Bstr uninitialised(SysAllocStringLen(nullptr, 7));
-    ASSERT_NE(uninitialised.value, nullptr);
-    EXPECT_EQ(SysStringLen(uninitialised.value), 7u);
     EXPECT_EQ(uninitialised.value[7], 0) << "the terminator is written even when the units are not";
+    Bstr empty(u"");
+    ASSERT_NE(empty.value, nullptr) << "an empty text is an empty string, not null";
+    EXPECT_EQ(SysAllocString(nullptr), nullptr);
+    EXPECT_EQ(SysStringLen(nullptr), 0u);
+    EXPECT_EQ(SysStringByteLen(nullptr), 0u);
+    SysFreeString(nullptr); // must not crash
+    EXPECT_EQ(SysAllocStringByteLen(nullptr, 0xFFFFFFFFu), nullptr) << "lengths that cannot be represented";
+    EXPECT_EQ(SysAllocStringLen(nullptr, 0x80000000u), nullptr);
+    BSTR keep = SysAllocString(u"keep");
+    EXPECT_FALSE(SysReAllocStringLen(&keep, nullptr, 0x80000000u));
+    EXPECT_EQ(textOf(keep), u"keep") << "a failed reallocation leaves the string as it was";
+    SysFreeString(keep);
 }
 
 TEST(Bstr, AllocStringByteLenTerminatesEveryLength)
@@ -109,34 +87,11 @@ TEST(Bstr, AllocStringByteLenTerminatesEveryLength)
     }
 }
 
-TEST(Bstr, LengthsThatCannotBeRepresentedGiveNull)
-{
-    struct Row {
-        const char *name;
-        BSTR (*allocate)();
-    } rows[] = {
-        { "byte length UINT_MAX", [] { return SysAllocStringByteLen(nullptr, 0xFFFFFFFFu); } },
-        { "byte length UINT_MAX - 5", [] { return SysAllocStringByteLen(nullptr, 0xFFFFFFFAu); } },
-        { "units 0x80000000", [] { return SysAllocStringLen(nullptr, 0x80000000u); } },
-        { "units UINT_MAX", [] { return SysAllocStringLen(nullptr, 0xFFFFFFFFu); } },
-    };
-    for (const Row &row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(row.allocate(), nullptr);
-    }
-    BSTR s = SysAllocString(u"keep");
-    EXPECT_FALSE(SysReAllocStringLen(&s, nullptr, 0x80000000u));
-    EXPECT_EQ(textOf(s), u"keep") << "a failed reallocation leaves the string as it was";
-    SysFreeString(s);
-}
-
 TEST(Bstr, ReAllocStringReplacesAndAcceptsItsOwnTail)
 {
     EXPECT_FALSE(SysReAllocString(nullptr, u"x"));
 
     BSTR s = SysAllocString(u"Test");
-    ASSERT_TRUE(SysReAllocString(&s, u"x"));
-    EXPECT_EQ(textOf(s), u"x");
     ASSERT_TRUE(SysReAllocString(&s, u"Larger"));
     EXPECT_EQ(textOf(s), u"Larger");
     ASSERT_TRUE(SysReAllocString(&s, s + 2)) << "the source may point into the old string";
@@ -149,32 +104,15 @@ TEST(Bstr, ReAllocStringReplacesAndAcceptsItsOwnTail)
     SysFreeString(s);
 }
 
-TEST(Bstr, ReAllocStringLenResizesAndCopies)
+TEST(Bstr, ReAllocStringLenResizesAndKeepsOverlappingUnits)
 {
     EXPECT_FALSE(SysReAllocStringLen(nullptr, u"x", 1));
-
-    BSTR s = SysAllocStringLen(u"Test", 4);
-    ASSERT_TRUE(SysReAllocStringLen(&s, u"x", 1));
-    EXPECT_EQ(textOf(s), u"x");
-    EXPECT_EQ(prefixOf(s), 2u);
-    ASSERT_TRUE(SysReAllocStringLen(&s, u"Larger", 6));
-    EXPECT_EQ(textOf(s), u"Larger");
-    EXPECT_EQ(s[6], 0);
-
-    // Overlapping source: the tail of the old string.
-    ASSERT_TRUE(SysReAllocStringLen(&s, s + 1, 3));
-    EXPECT_EQ(textOf(s), u"arg");
-    SysFreeString(s);
-
-    BSTR null = nullptr;
-    ASSERT_TRUE(SysReAllocStringLen(&null, u"abc", 2));
-    EXPECT_EQ(textOf(null), u"ab");
-    SysFreeString(null);
-}
-
-TEST(Bstr, ReAllocStringLenWithItselfKeepsTheOldUnits)
-{
-    BSTR s = SysAllocStringLen(u"Test", 4);
+    BSTR s = nullptr;
+    ASSERT_TRUE(SysReAllocStringLen(&s, u"Testing", 4));
+    EXPECT_EQ(prefixOf(s), 8u);
+    ASSERT_TRUE(SysReAllocStringLen(&s, s + 1, 2)) << "the tail of the old string";
+    EXPECT_EQ(textOf(s), u"es");
+    ASSERT_TRUE(SysReAllocStringLen(&s, u"Test", 4));
     ASSERT_TRUE(SysReAllocStringLen(&s, s, 100000));
     EXPECT_EQ(SysStringLen(s), 100000u);
     EXPECT_EQ(std::u16string(s, 4), u"Test");
@@ -194,35 +132,27 @@ TEST(Bstr, CatJoinsBytesAndTreatsNullAsEmpty)
     Bstr left(u"abc");
     Bstr right(u"de");
     Bstr odd(SysAllocStringByteLen("xyz", 3));
-
-    struct Row {
+    const struct {
         const char *name;
         BSTR left;
         BSTR right;
         UINT bytes;
-        std::u16string units;
+        std::u16string units; // as little-endian units
     } rows[] = {
         { "two strings", left.value, right.value, 10, u"abcde" },
+        { "odd byte lengths add up", odd.value, odd.value, 6, u"\u7978\u787a\u7a79" },
         { "null left", nullptr, right.value, 4, u"de" },
-        { "null right", left.value, nullptr, 6, u"abc" },
         { "both null", nullptr, nullptr, 0, u"" },
     };
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
         BSTR joined = nullptr;
         ASSERT_EQ(VarBstrCat(row.left, row.right, &joined), S_OK);
         ASSERT_NE(joined, nullptr) << "the result is a string even when both are null";
         EXPECT_EQ(SysStringByteLen(joined), row.bytes);
-        EXPECT_EQ(textOf(joined), row.units);
-        EXPECT_EQ(joined[SysStringLen(joined)], 0);
+        EXPECT_EQ(std::memcmp(joined, row.units.data(), row.bytes + 1), 0) << "with a NUL after";
         SysFreeString(joined);
     }
-
-    BSTR joined = nullptr;
-    ASSERT_EQ(VarBstrCat(odd.value, odd.value, &joined), S_OK);
-    EXPECT_EQ(SysStringByteLen(joined), 6u) << "byte lengths add up, odd ones included";
-    EXPECT_EQ(std::memcmp(joined, "xyzxyz", 6), 0);
-    SysFreeString(joined);
 
     EXPECT_EQ(VarBstrCat(left.value, right.value, nullptr), E_INVALIDARG);
 }
@@ -240,29 +170,26 @@ TEST(BstrCompare, NullEmptyNulUnitsAndBytes)
     Bstr innerNul(SysAllocStringLen(aNulB, 3));
     Bstr lowBytes(SysAllocStringByteLen("\x01\x00\x01", 3));
     Bstr highBytes(SysAllocStringByteLen("\x01\x00\x02", 3));
-    struct Row {
+    const struct {
         const char *name;
         BSTR left;
         BSTR right;
         LCID lcid;
         HRESULT expected;
     } rows[] = {
-        { "null, null", nullptr, nullptr, LOCALE_USER_DEFAULT, VARCMP_EQ },
         { "word, null", word.value, nullptr, LOCALE_USER_DEFAULT, VARCMP_GT },
         { "empty, null", empty.value, nullptr, LOCALE_USER_DEFAULT, VARCMP_EQ },
-        { "NUL unit, empty", nulUnit.value, empty.value, LOCALE_USER_DEFAULT, VARCMP_GT },
         { "NUL units compare equal by locale", nulUnitAndByte.value, nulUnit.value, LOCALE_USER_DEFAULT, VARCMP_EQ },
         { "trailing NUL unit ignored by locale", a.value, trailingNul.value, LOCALE_USER_DEFAULT, VARCMP_EQ },
         { "inner NUL unit ignored by locale", a.value, innerNul.value, LOCALE_USER_DEFAULT, VARCMP_LT },
         { "collation by locale", a.value, upperB.value, LOCALE_USER_DEFAULT, VARCMP_LT },
-        { "binary: null, null", nullptr, nullptr, 0, VARCMP_EQ },
         { "binary: NUL unit, empty", nulUnit.value, empty.value, 0, VARCMP_GT },
         { "binary: extra byte is greater", nulUnitAndByte.value, nulUnit.value, 0, VARCMP_GT },
         { "binary: trailing NUL unit counts", a.value, trailingNul.value, 0, VARCMP_LT },
         { "binary: last byte decides", lowBytes.value, highBytes.value, 0, VARCMP_LT },
         { "binary: byte order, not collation", a.value, upperB.value, 0, VARCMP_GT },
     };
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
         EXPECT_EQ(VarBstrCmp(row.left, row.right, row.lcid, 0), row.expected);
         EXPECT_EQ(VarBstrCmp(row.right, row.left, row.lcid, 0), mirrored(row.expected));
@@ -281,34 +208,23 @@ TEST(BstrCompare, DefaultCollationOrdersLikeUsEnglish)
         { u"abc", u"abc", 0, VARCMP_EQ },
         { u"a", u"A", 0, VARCMP_LT },                  // lower case first
         { u"a", u"A", NORM_IGNORECASE, VARCMP_EQ },
-        { u"Apple", u"apple", NORM_IGNORECASE, VARCMP_EQ },
         { u"abc", u"ABD", 0, VARCMP_LT },              // letters decide before case
-        { u"B", u"a", 0, VARCMP_GT },
-        { u"Zebra", u"apple", 0, VARCMP_GT },
         { u"abc", u"abcd", 0, VARCMP_LT },
         { u"item10", u"item9", 0, VARCMP_LT },         // digit by digit
         { u"9", u"a", 0, VARCMP_LT },                  // digits before letters
         { u"!", u"0", 0, VARCMP_LT },                  // punctuation before digits
-        { u" ", u"!", 0, VARCMP_LT },
-        { u"_", u"a", 0, VARCMP_LT },
         { u"resume", u"r\u00e9sum\u00e9", 0, VARCMP_LT }, // accent after the plain letter
         { u"r\u00e9sum\u00e9", u"resumes", 0, VARCMP_LT }, // letters before accents
         { u"resume", u"r\u00e9sum\u00e9", NORM_IGNORENONSPACE, VARCMP_EQ },
-        { u"\u00c9cole", u"ecole", NORM_IGNORECASE | NORM_IGNORENONSPACE, VARCMP_EQ },
         { u"coop", u"co-op", 0, VARCMP_LT },           // hyphen only breaks ties
         { u"co-op", u"coop", NORM_IGNORESYMBOLS, VARCMP_EQ },
         { u"co-op", u"cop", 0, VARCMP_LT },            // word sort ignores the hyphen first
-        { u"it's", u"its", NORM_IGNORESYMBOLS, VARCMP_EQ },
-        { u"a b", u"ab", NORM_IGNORESYMBOLS, VARCMP_EQ },
         { u"a\0b"s, u"ab", 0, VARCMP_EQ },            // NUL units carry no weight
         { u"\uff21", u"A", 0, VARCMP_GT },             // full width after normal width
         { u"\uff21", u"A", NORM_IGNOREWIDTH, VARCMP_EQ },
         { u"\u30ab", u"\u304b", NORM_IGNOREKANATYPE, VARCMP_EQ },
-        { u"\u30ab", u"\u304b", 0, VARCMP_GT },
         { u"stra\u00dfe", u"strasse", 0, VARCMP_EQ },  // sharp s expands to ss
         { u"\u0414\u043e\u043c", u"\u0434\u043e\u043c", NORM_IGNORECASE, VARCMP_EQ }, // Cyrillic
-        { u"\u0434\u043e\u043c", u"\u0414\u043e\u043c", 0, VARCMP_LT },
-        { u"\u03a9", u"\u03c9", NORM_IGNORECASE, VARCMP_EQ },                 // Greek
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(platform::toUtf8(row.left) + " vs " + platform::toUtf8(row.right));

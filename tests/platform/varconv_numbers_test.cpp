@@ -19,56 +19,29 @@ TEST(VarConvNumbers, RealsBecomeIntegersRoundedHalfToEven)
         { "R8 0.5", v::R8(0.5), VT_I4, S_OK, v::I4(0) },
         { "R8 1.5", v::R8(1.5), VT_I4, S_OK, v::I4(2) },
         { "R8 2.5", v::R8(2.5), VT_I4, S_OK, v::I4(2) },
-        { "R8 3.5", v::R8(3.5), VT_I4, S_OK, v::I4(4) },
         { "R8 -0.5", v::R8(-0.5), VT_I4, S_OK, v::I4(0) },
-        { "R8 -1.5", v::R8(-1.5), VT_I4, S_OK, v::I4(-2) },
         { "R8 -2.5", v::R8(-2.5), VT_I4, S_OK, v::I4(-2) },
-        { "R8 0.4", v::R8(0.4), VT_I4, S_OK, v::I4(0) },
         { "R8 0.6", v::R8(0.6), VT_I4, S_OK, v::I4(1) },
         { "R8 -0.6", v::R8(-0.6), VT_I4, S_OK, v::I4(-1) },
-        { "R8 0.5 to I1", v::R8(0.5), VT_I1, S_OK, v::I1(0) },
-        { "R8 1.5 to UI2", v::R8(1.5), VT_UI2, S_OK, v::UI2(2) },
-        { "R8 2.5 to I8", v::R8(2.5), VT_I8, S_OK, v::I8(2) },
         { "R8 -2.5 to I8", v::R8(-2.5), VT_I8, S_OK, v::I8(-2) },
         { "R8 -0.5 to UI8", v::R8(-0.5), VT_UI8, S_OK, v::UI8(0) },
-        { "R8 2.5 to INT", v::R8(2.5), VT_INT, S_OK, v::Int(2) },
-        { "R4 0.5", v::R4(0.5f), VT_I2, S_OK, v::I2(0) },
-        { "R4 1.5", v::R4(1.5f), VT_I2, S_OK, v::I2(2) },
         { "R4 2.5", v::R4(2.5f), VT_I2, S_OK, v::I2(2) },
         { "R4 -0.5", v::R4(-0.5f), VT_I2, S_OK, v::I2(0) },
-        { "R4 -2.5", v::R4(-2.5f), VT_I2, S_OK, v::I2(-2) },
         { "R4 -0.6", v::R4(-0.6f), VT_UI1, DISP_E_OVERFLOW, {} },
-        { "DATE 1.5", v::Date(1.5), VT_I4, S_OK, v::I4(2) },
         { "DATE 2.5", v::Date(2.5), VT_UI4, S_OK, v::UI4(2) },
-        { "DATE -2.5", v::Date(-2.5), VT_I1, S_OK, v::I1(-2) },
-        { "CY 0.5", v::Cy(5000), VT_I2, S_OK, v::I2(0) },
-        { "CY 1.5", v::Cy(15000), VT_I2, S_OK, v::I2(2) },
         { "CY 2.5", v::Cy(25000), VT_I4, S_OK, v::I4(2) },
-        { "CY -0.5", v::Cy(-5000), VT_I4, S_OK, v::I4(0) },
         { "CY -2.5", v::Cy(-25000), VT_I1, S_OK, v::I1(-2) },
         { "CY 0.5001", v::Cy(5001), VT_UI1, S_OK, v::UI1(1) },
         { "CY -0.6", v::Cy(-6000), VT_UI1, DISP_E_OVERFLOW, {} },
-        { "CY -0.5 to UI8", v::Cy(-5000), VT_UI8, S_OK, v::UI8(0) },
         { "DECIMAL 2.5", v::Dec(1, false, 0, 25), VT_I4, S_OK, v::I4(2) },
         { "DECIMAL 3.5", v::Dec(1, false, 0, 35), VT_I4, S_OK, v::I4(4) },
         { "DECIMAL -2.5", v::Dec(1, true, 0, 25), VT_I2, S_OK, v::I2(-2) },
         { "DECIMAL 2.50001", v::Dec(5, false, 0, 250001), VT_I2, S_OK, v::I2(3) },
-        { "DECIMAL -0.5", v::Dec(1, true, 0, 5), VT_UI1, S_OK, v::UI1(0) },
-    };
-    runCases(rows);
-}
-
-// Windows' VT_CY to VT_I8 truncates negative amounts and subtracts one.
-TEST(VarConvNumbers, CurrencyToI8KeepsWindowsNegativeQuirk)
-{
-    const Case rows[] = {
-        { "CY -1", v::Cy(-10000), VT_I8, S_OK, v::I8(-2) },
-        { "CY -0.4", v::Cy(-4000), VT_I8, S_OK, v::I8(-1) },
-        { "CY -0.5", v::Cy(-5000), VT_I8, S_OK, v::I8(-1) },
-        { "CY -1.5", v::Cy(-15000), VT_I8, S_OK, v::I8(-2) },
-        { "CY 0.5", v::Cy(5000), VT_I8, S_OK, v::I8(0) },
-        { "CY 1.5", v::Cy(15000), VT_I8, S_OK, v::I8(2) },
-        { "CY 2.5", v::Cy(25000), VT_I8, S_OK, v::I8(2) },
+        // Windows' VT_CY to VT_I8 truncates negative amounts and subtracts one.
+        { "CY -1 to I8", v::Cy(-10000), VT_I8, S_OK, v::I8(-2) },
+        { "CY -0.4 to I8", v::Cy(-4000), VT_I8, S_OK, v::I8(-1) },
+        { "CY -1.5 to I8", v::Cy(-15000), VT_I8, S_OK, v::I8(-2) },
+        { "CY 2.5 to I8", v::Cy(25000), VT_I8, S_OK, v::I8(2) },
         { "CY -1 to I4 rounds normally", v::Cy(-10000), VT_I4, S_OK, v::I4(-1) },
     };
     runCases(rows);
@@ -92,7 +65,7 @@ constexpr IntegerLimits kNarrowIntegers[] = {
 };
 
 // min-1, min, max and max+1 of every type narrower than 64 bits, reached
-// from a wider integer, from text, from VT_DECIMAL and from VT_CY.
+// from a wider integer, from text and from VT_DECIMAL (VT_CY: below).
 TEST(VarConvNumbers, EveryNarrowIntegerTypeOverflowsJustOutsideItsRange)
 {
     for (const IntegerLimits &type : kNarrowIntegers) {
@@ -121,8 +94,6 @@ TEST(VarConvNumbers, EveryNarrowIntegerTypeOverflowsJustOutsideItsRange)
             { "DECIMAL min-1", decimal(min - 1), type.vt, DISP_E_OVERFLOW, {} },
             { "DECIMAL max", decimal(max), type.vt, S_OK, v::integer(type.vt, max) },
             { "DECIMAL max+1", decimal(max + 1), type.vt, DISP_E_OVERFLOW, {} },
-            { "CY min", v::Cy(min * 10000), type.vt, S_OK, v::integer(type.vt, min) },
-            { "CY max+1", v::Cy((max + 1) * 10000), type.vt, DISP_E_OVERFLOW, {} },
         };
         runCases(rows);
     }
@@ -143,7 +114,6 @@ TEST(VarConvNumbers, RealsAreRangeCheckedAfterRounding)
             { "R8 min-0.5", v::R8(min - 0.5), type.vt, S_OK, v::integer(type.vt, type.minimum) },
             { "R8 min-0.51", v::R8(min - 0.51), type.vt, DISP_E_OVERFLOW, {} },
             // A date source is not checked against the date range here.
-            { "DATE min-0.5", v::Date(min - 0.5), type.vt, S_OK, v::integer(type.vt, type.minimum) },
             { "CY max+0.4999", v::Cy(LONGLONG(type.maximum) * 10000 + 4999), type.vt, S_OK,
               v::integer(type.vt, LONGLONG(type.maximum)) },
             { "CY max+0.5", v::Cy(LONGLONG(type.maximum) * 10000 + 5000), type.vt, DISP_E_OVERFLOW, {} },
@@ -163,12 +133,10 @@ TEST(VarConvNumbers, SixtyFourBitEdges)
         { "text I8 max+1", v::Str(u"9223372036854775808"), VT_I8, DISP_E_OVERFLOW, {} },
         { "text UI8 max", v::Str(u"18446744073709551615"), VT_UI8, S_OK, v::UI8(UINT64_MAX) },
         { "text UI8 max+1", v::Str(u"18446744073709551616"), VT_UI8, DISP_E_OVERFLOW, {} },
-        { "text UI8 -1", v::Str(u"-1"), VT_UI8, DISP_E_OVERFLOW, {} },
         { "R8 2^63 to I8", v::R8(9223372036854775808.0), VT_I8, DISP_E_OVERFLOW, {} },
         { "R8 -2^63 to I8", v::R8(-9223372036854775808.0), VT_I8, S_OK, v::I8(INT64_MIN) },
         { "R8 below 2^63 to I8", v::R8(9223372036854774784.0), VT_I8, S_OK, v::I8(9223372036854774784LL) },
         { "R8 2^64 to UI8", v::R8(18446744073709551616.0), VT_UI8, DISP_E_OVERFLOW, {} },
-        { "R8 below 2^64 to UI8", v::R8(18446744073709549568.0), VT_UI8, S_OK, v::UI8(18446744073709549568ULL) },
         { "R8 -0.51 to UI8", v::R8(-0.51), VT_UI8, DISP_E_OVERFLOW, {} },
         { "DECIMAL 2^63 to I8", v::Dec(0, false, 0, 9223372036854775808ULL), VT_I8, DISP_E_OVERFLOW, {} },
         { "DECIMAL -2^63 to I8", v::Dec(0, true, 0, 9223372036854775808ULL), VT_I8, S_OK, v::I8(INT64_MIN) },
@@ -177,8 +145,6 @@ TEST(VarConvNumbers, SixtyFourBitEdges)
         // Deliberate Windows quirk: the sign of a whole DECIMAL is lost here.
         { "DECIMAL -1 to UI8", v::Dec(0, true, 0, 1), VT_UI8, S_OK, v::UI8(1) },
         { "DECIMAL -1.00 to UI8", v::Dec(2, true, 0, 100), VT_UI8, DISP_E_OVERFLOW, {} },
-        { "I4 min to UI8", v::I4(INT32_MIN), VT_UI8, DISP_E_OVERFLOW, {} },
-        { "UI4 max to I8", v::UI4(UINT32_MAX), VT_I8, S_OK, v::I8(UINT32_MAX) },
         { "NaN to I4", v::R8(std::nan("")), VT_I4, DISP_E_OVERFLOW, {} },
         { "infinity to I8", v::R8(HUGE_VAL), VT_I8, DISP_E_OVERFLOW, {} },
     };
@@ -191,22 +157,14 @@ TEST(VarConvNumbers, SameWidthAndBooleanConversionsWrap)
 {
     const Case rows[] = {
         { "I1 -1 to UI1", v::I1(-1), VT_UI1, S_OK, v::UI1(255) },
-        { "UI1 255 to I1", v::UI1(255), VT_I1, S_OK, v::I1(-1) },
-        { "I2 -1 to UI2", v::I2(-1), VT_UI2, S_OK, v::UI2(65535) },
         { "UI2 32768 to I2", v::UI2(32768), VT_I2, S_OK, v::I2(-32768) },
         { "I4 -1 to UI4", v::I4(-1), VT_UI4, S_OK, v::UI4(UINT32_MAX) },
         { "UINT max to I4", v::UInt(UINT32_MAX), VT_I4, S_OK, v::I4(-1) },
-        { "INT -1 to UINT", v::Int(-1), VT_UINT, S_OK, v::UInt(UINT32_MAX) },
         { "I8 -1 to UI8", v::I8(-1), VT_UI8, S_OK, v::UI8(UINT64_MAX) },
         { "UI8 max to I8", v::UI8(UINT64_MAX), VT_I8, S_OK, v::I8(-1) },
         { "I2 -1 to UI1 checks", v::I2(-1), VT_UI1, DISP_E_OVERFLOW, {} },
         { "UI1 255 to I2 widens", v::UI1(255), VT_I2, S_OK, v::I2(255) },
-        { "INT to I4 copies", v::Int(-7), VT_I4, S_OK, v::I4(-7) },
-        { "true to I1", v::Bool(VARIANT_TRUE), VT_I1, S_OK, v::I1(-1) },
         { "true to UI1", v::Bool(VARIANT_TRUE), VT_UI1, S_OK, v::UI1(255) },
-        { "true to UI2", v::Bool(VARIANT_TRUE), VT_UI2, S_OK, v::UI2(65535) },
-        { "true to UI4", v::Bool(VARIANT_TRUE), VT_UI4, S_OK, v::UI4(UINT32_MAX) },
-        { "true to I8", v::Bool(VARIANT_TRUE), VT_I8, S_OK, v::I8(-1) },
         { "true to UI8", v::Bool(VARIANT_TRUE), VT_UI8, S_OK, v::UI8(UINT64_MAX) },
         { "bool 256 to UI1", v::Bool(256), VT_UI1, S_OK, v::UI1(0) },
         { "false to UINT", v::Bool(VARIANT_FALSE), VT_UINT, S_OK, v::UInt(0) },
@@ -217,26 +175,19 @@ TEST(VarConvNumbers, SameWidthAndBooleanConversionsWrap)
 TEST(VarConvNumbers, RealsAndDates)
 {
     const Case rows[] = {
-        { "I4 min to R8", v::I4(INT32_MIN), VT_R8, S_OK, v::R8(-2147483648.0) },
         { "UI8 max to R8", v::UI8(UINT64_MAX), VT_R8, S_OK, v::R8(18446744073709551616.0) },
         { "I8 to R4 rounds once", v::I8(16777217), VT_R4, S_OK, v::R4(16777216.0f) },
         { "R8 beyond float", v::R8(1e39), VT_R4, DISP_E_OVERFLOW, {} },
-        { "R8 below -float", v::R8(-1e39), VT_R4, DISP_E_OVERFLOW, {} },
         { "R8 float max", v::R8(double(FLT_MAX)), VT_R4, S_OK, v::R4(FLT_MAX) },
-        { "R4 to R8 exactly", v::R4(0.1f), VT_R8, S_OK, v::R8(double(0.1f)) },
         { "true to R8", v::Bool(VARIANT_TRUE), VT_R8, S_OK, v::R8(-1.0) },
         { "CY max to R8", v::Cy(INT64_MAX), VT_R8, S_OK, v::R8(922337203685477.5807) },
         { "DECIMAL to R8", v::Dec(2, true, 0, 3276800), VT_R8, S_OK, v::R8(-32768.0) },
-        { "DECIMAL 2^64 to R4", v::Dec(0, false, 1, 0), VT_R4, S_OK, v::R4(18446744073709551616.0f) },
         { "DECIMAL 0.00032767 to R4", v::Dec(10, false, 0, 3276700), VT_R4, S_OK, v::R4(0.00032767f) },
-        { "I4 first date", v::I4(-657434), VT_DATE, S_OK, v::Date(-657434.0) },
         { "I4 before first date", v::I4(-657435), VT_DATE, DISP_E_OVERFLOW, {} },
-        { "I4 last date", v::I4(2958465), VT_DATE, S_OK, v::Date(2958465.0) },
         { "I4 after last date", v::I4(2958466), VT_DATE, DISP_E_OVERFLOW, {} },
         { "R8 end of last day", v::R8(2958465.99999), VT_DATE, S_OK, v::Date(2958465.99999) },
         { "R8 end of first day", v::R8(-657434.99999), VT_DATE, S_OK, v::Date(-657434.99999) },
         { "R8 day after last", v::R8(2958466.0), VT_DATE, DISP_E_OVERFLOW, {} },
-        { "R8 day before first", v::R8(-657435.0), VT_DATE, DISP_E_OVERFLOW, {} },
         { "true to DATE", v::Bool(VARIANT_TRUE), VT_DATE, S_OK, v::Date(-1.0) },
         { "CY max to DATE", v::Cy(INT64_MAX), VT_DATE, DISP_E_OVERFLOW, {} },
         { "DECIMAL to DATE", v::Dec(1, true, 0, 15), VT_DATE, S_OK, v::Date(-1.5) },
@@ -249,13 +200,9 @@ TEST(VarConvNumbers, BooleansFromNumbers)
     const Case rows[] = {
         { "I4 0", v::I4(0), VT_BOOL, S_OK, v::Bool(VARIANT_FALSE) },
         { "UI8 max", v::UI8(UINT64_MAX), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
-        { "R8 0.4", v::R8(0.4), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
-        { "R8 -0.0", v::R8(-0.0), VT_BOOL, S_OK, v::Bool(VARIANT_FALSE) },
         { "R4 NaN", v::R4(std::nanf("")), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
         { "CY 0.0001", v::Cy(1), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
         { "DECIMAL 0", v::Dec(3, false, 0, 0), VT_BOOL, S_OK, v::Bool(VARIANT_FALSE) },
-        { "DECIMAL 2^64", v::Dec(0, false, 1, 0), VT_BOOL, S_OK, v::Bool(VARIANT_TRUE) },
-        { "bool 1 stays 1", v::Bool(1), VT_BOOL, S_OK, v::Bool(1) },
     };
     runCases(rows);
 }

@@ -52,33 +52,21 @@ TEST(SystemTimeToVariantTime, MatchesWindows)
     } rows[] = {
         { "1/1/1980", systemTime(1, 1, 1980), TRUE, 29221.0 },
         { "day 0 is the last of the previous month", systemTime(0, 1, 1980), TRUE, 29220.0 },
-        { "month 0 is December before", systemTime(1, 0, 1980), TRUE, 29190.0 },
         { "29 February of a common year rolls on", systemTime(29, 2, 1981), TRUE, 29646.0 },
-        { "29 February of a leap year", systemTime(29, 2, 1980), TRUE, 29280.0 },
         { "month 13", systemTime(1, 13, 1980), FALSE, 0 },
-        { "day 32", systemTime(32, 1, 1980), FALSE, 0 },
-        { "negative year", systemTime(1, 1, -1), FALSE, 0 },
         { "year 10000", systemTime(1, 1, 10000), FALSE, 0 },
-        { "year 9999", systemTime(1, 1, 9999), TRUE, 2958101.0 },
         { "last day", systemTime(31, 12, 9999), TRUE, 2958465.0 },
         { "last second", systemTime(31, 12, 9999, 23, 59, 59), TRUE, 2958465.0 + 86399.0 / 86400 },
         { "rolling past the last day", systemTime(31, 12, 9999, 24), FALSE, 0 },
         { "first day", systemTime(1, 1, 100), TRUE, -657434.0 },
         { "rolling before the first day", systemTime(0, 1, 100), FALSE, 0 },
         { "year 0 is 2000", systemTime(1, 1, 0), TRUE, 36526.0 },
-        { "year 49 is 2049", systemTime(1, 1, 49), TRUE, 54424.0 },
         { "year 50 is 1950", systemTime(1, 1, 50), TRUE, 18264.0 },
-        { "year 99 is 1999", systemTime(31, 12, 99), TRUE, 36525.0 },
         { "6:18:02 PM", systemTime(1, 1, 1980, 18, 1, 16), TRUE, 29221.75087962963 },
-        { "milliseconds are ignored", systemTime(30, 12, 1899, 0, 0, 0, 999), TRUE, 0.0 },
         { "hour 42 rolls into the day", systemTime(0, 1, 1980, 42, 1, 16), TRUE, 29221.75087962963 },
-        { "minute 61 rolls", systemTime(1, 1, 1980, 17, 61, 16), TRUE, 29221.75087962963 },
-        { "second 76 rolls", systemTime(1, 1, 1980, 18, 0, 76), TRUE, 29221.75087962963 },
         { "hour 65535 reads as -1", systemTime(2, 1, 1980, 65535), TRUE, 29221.0 + 23.0 / 24 },
         { "time before the epoch counts forward", systemTime(25, 12, 1899, 6), TRUE, -5.25 },
-        { "last second before the epoch", systemTime(25, 12, 1899, 23, 59, 59), TRUE, -5.9999884259259 },
         { "day before the epoch", systemTime(26, 12, 1899), TRUE, -4.0 },
-        { "epoch day is positive", systemTime(30, 12, 1899, 6), TRUE, 0.25 },
     };
     for (Row &row : rows) {
         SCOPED_TRACE(row.name);
@@ -105,26 +93,17 @@ TEST(VariantTimeToSystemTime, RoundsToTheWholeSecond)
         SYSTEMTIME time;
     } rows[] = {
         { "1/1/1980", 29221.0, TRUE, 2, systemTime(1, 1, 1980) },
-        { "epoch", 0.0, TRUE, 6, systemTime(30, 12, 1899) },
         { "first day", -657434.0, TRUE, 5, systemTime(1, 1, 100) },
-        { "noon of the first day", -657434.5, TRUE, 5, systemTime(1, 1, 100, 12) },
         { "before the first day", -657435.0, FALSE, 0, {} },
         { "last day", 2958465.0, TRUE, 5, systemTime(31, 12, 9999) },
         { "after the last day", 2958466.0, FALSE, 0, {} },
         { "not a number", std::nan(""), FALSE, 0, {} },
-        { "8 AM from below", 29221.33333333, TRUE, 2, systemTime(1, 1, 1980, 8) },
-        { "11:44 PM from below", 29221.9888884444, TRUE, 2, systemTime(1, 1, 1980, 23, 44) },
         { "seconds round up", 29221.7508765432, TRUE, 2, systemTime(1, 1, 1980, 18, 1, 16) },
         { "half a second rounds up", 0.5 / 86400, TRUE, 6, systemTime(30, 12, 1899, 0, 0, 1) },
-        { "less than half a second", 0.499 / 86400, TRUE, 6, systemTime(30, 12, 1899) },
         { "end of day rounds into the next", 0.99999999, TRUE, 0, systemTime(31, 12, 1899) },
         { "before the epoch", -5.25, TRUE, 1, systemTime(25, 12, 1899, 6) },
-        { "last second before the epoch", -5.9999884259259, TRUE, 1, systemTime(25, 12, 1899, 23, 59, 59) },
-        { "whole day before the epoch", -4.0, TRUE, 2, systemTime(26, 12, 1899) },
         { "-x is x within day 0", -0.25, TRUE, 6, systemTime(30, 12, 1899, 6) },
         { "no 29 February 1900", 60.0, TRUE, 3, systemTime(28, 2, 1900) },
-        { "1 March 1900", 61.0, TRUE, 4, systemTime(1, 3, 1900) },
-        { "29 February 2000", 36585.0, TRUE, 2, systemTime(29, 2, 2000) },
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.name);
@@ -164,24 +143,14 @@ TEST(VarConvDate, DatesAsText)
 {
     const Case rows[] = {
         { "day 0 shows the time only", v::Date(0.0), VT_BSTR, S_OK, v::Str(u"12:00:00 AM") },
-        { "noon of day 0", v::Date(-0.5), VT_BSTR, S_OK, v::Str(u"12:00:00 PM") },
-        { "evening of day 0", v::Date(0.75), VT_BSTR, S_OK, v::Str(u"6:00:00 PM") },
-        { "3.34", v::Date(3.34), VT_BSTR, S_OK, v::Str(u"1/2/1900 8:09:36 AM") },
-        { "3339.34", v::Date(3339.34), VT_BSTR, S_OK, v::Str(u"2/20/1909 8:09:36 AM") },
         { "midnight shows the date only", v::Date(365.0), VT_BSTR, S_OK, v::Str(u"12/30/1900") },
-        { "365.25", v::Date(365.25), VT_BSTR, S_OK, v::Str(u"12/30/1900 6:00:00 AM") },
-        { "1461.5", v::Date(1461.5), VT_BSTR, S_OK, v::Str(u"12/31/1903 12:00:00 PM") },
         { "before 1899-12-30", v::Date(-49192.24), VT_BSTR, S_OK, v::Str(u"4/24/1765 5:45:36 AM") },
         { "first day", v::Date(-657434.0), VT_BSTR, S_OK, v::Str(u"1/1/100") },
         { "last day", v::Date(2958465.0), VT_BSTR, S_OK, v::Str(u"12/31/9999") },
         { "last second", v::Date(2958465.0 + 86399.0 / 86400), VT_BSTR, S_OK, v::Str(u"12/31/9999 11:59:59 PM") },
-        { "after the last day", v::Date(2958466.0), VT_BSTR, E_INVALIDARG, {} },
         { "before the first day", v::Date(-657435.0), VT_BSTR, E_INVALIDARG, {} },
-        { "1/2/2003 3:04:05 PM", v::Date(37623.0 + (15 * 3600 + 4 * 60 + 5) / 86400.0), VT_BSTR, S_OK,
-          v::Str(u"1/2/2003 3:04:05 PM") },
         { "NLS shows both parts", v::Date(25570.0), VT_BSTR, S_OK, v::Str(u"1/2/1970 12:00:00 AM"), VARIANT_USE_NLS },
         { "Thai calendar", v::Date(25570.0), VT_BSTR, S_OK, v::Str(u"1/2/2513"), VARIANT_CALENDAR_THAI },
-        { "tiny fraction is no time", v::Date(1.0 + 1e-13), VT_BSTR, S_OK, v::Str(u"12/31/1899") },
     };
     runCases(rows);
 }
@@ -213,72 +182,33 @@ void runTextDates(const TextDate *rows, size_t count)
 TEST(VarConvDate, DatesFromText)
 {
     const TextDate rows[] = {
-        { "hour with am", u"1 am", S_OK, 1.0 / 24 },
         { "point as time separator", u"2.5", S_OK, (2 * 60 + 5) / 1440.0 },
         { "colon", u"3:5", S_OK, (3 * 60 + 5) / 1440.0 },
-        { "hours minutes seconds", u"1.5.2", S_OK, 0.04516203703703704 },
-        { "midnight am", u"00:00 AM", S_OK, 0.0 },
-        { "12:59 AM", u"12:59 AM", S_OK, 0.04097222222222222 },
-        { "a for am", u"12:59 a", S_OK, 0.04097222222222222 },
         { "p for pm", u"12:59 p", S_OK, 0.5409722222222222 },
         { "00:00 pm", u"00:00 pm", S_OK, 0.5 },
         { "am ignored after 12", u"13:00 AM", S_OK, 0.5416666666666666 },
         { "two numbers as month and year", u"30 2", S_OK, 47515.0 },
-        { "two numbers the other way", u"2 30", S_OK, 47515.0 },
-        { "month name then year", u"Jan 35", S_OK, 49310.0 },
-        { "year then month name", u"35-Jan", S_OK, 49310.0 },
         { "month/day/year", u"1 2 3", S_OK, 37623.0 },
         { "year first when month is impossible", u"14 2 3", S_OK, 41673.0 },
         { "day past 12", u"2 14 3", S_OK, 37666.0 },
-        { "two-digit year 14", u"2 3 14", S_OK, 41673.0 },
-        { "32 as year", u"32 2 3", S_OK, 48247.0 },
-        { "year 0", u"1 1 0", S_OK, 36526.0 },
-        { "year 49", u"31 12 49", S_OK, 54788.0 },
         { "year 50", u"1 1 50", S_OK, 18264.0 },
-        { "year 99", u"12 31 99", S_OK, 36525.0 },
         { "year 100", u"1 1 100", S_OK, -657434.0 },
         { "time first then date", u"1.2 3 4 5", S_OK, 38415.04305555556 },
-        { "date then time", u"1 2 3 4.5", S_OK, 37623.17013888889 },
-        { "seconds then date", u"1.2.3 4 5 6", S_OK, 38812.04309027778 },
-        { "date then seconds", u"1 2 3 4.5.6", S_OK, 37623.17020833334 },
         { "day month name, year", u"2 January, 1970", S_OK, 25570.0 },
-        { "abbreviated month", u"2 Jan 1970", S_OK, 25570.0 },
-        { "slashes with name", u"2/Jan/1970", S_OK, 25570.0 },
-        { "blanks", u"1 2 1970", S_OK, 25570.0 },
         { "US default", u"1/2/1970", S_OK, 25570.0 },
-        { "dashes", u"1-2-1970", S_OK, 25570.0 },
         { "day first when month is impossible", u"13-1-1970", S_OK, 25581.0 },
-        { "ISO order", u"1970-1-13", S_OK, 25581.0 },
         { "day name ignored", u"Friday, January 2, 1970", S_OK, 25570.0 },
-        { "date and time", u"6/30/2011 01:20:34", S_OK, 40724.05594907407 },
-        { "date and time pm", u"6/30/2011 01:20:34 PM", S_OK, 40724.55594907407 },
         { "ISO date and time", u"2013-05-14 02:04:12", S_OK, 41408.08625000001 },
-        { "ideographic blank", u"6/30/2011\u30001:20:34", S_OK, 40724.05594907407 },
-        { "the text VT_DATE writes", u"1/2/2003 3:04:05 PM", S_OK, 37623.0 + (15 * 3600 + 4 * 60 + 5) / 86400.0 },
-        { "time only as written", u"12:00:00 AM", S_OK, 0.0 },
         { "fractional seconds", u"2013-05-14 02:04:12.017000000", DISP_E_TYPEMISMATCH, 0 },
         { "German order", u"02.01.1970", DISP_E_TYPEMISMATCH, 0 },
         { "no valid order", u"32 49", DISP_E_TYPEMISMATCH, 0 },
-        { "zero month", u"0 49", DISP_E_TYPEMISMATCH, 0 },
         { "one number", u"1", DISP_E_TYPEMISMATCH, 0 },
-        { "words", u"True", DISP_E_TYPEMISMATCH, 0 },
         { "point at the end", u"0.", DISP_E_TYPEMISMATCH, 0 },
-        { "point first", u".0", DISP_E_TYPEMISMATCH, 0 },
-        { "minus first", u"-1.1", DISP_E_TYPEMISMATCH, 0 },
-        { "semicolons", u"1;2;3", DISP_E_TYPEMISMATCH, 0 },
-        { "parentheses", u"(1:2)", DISP_E_TYPEMISMATCH, 0 },
         { "minute 60", u"0:60", DISP_E_TYPEMISMATCH, 0 },
-        { "hour 24", u"24:00", DISP_E_TYPEMISMATCH, 0 },
         { "am between numbers", u"1 am 2", DISP_E_TYPEMISMATCH, 0 },
-        { "two numbers and am", u"1 2 am", DISP_E_TYPEMISMATCH, 0 },
         { "time in the middle", u"1 5.2", DISP_E_TYPEMISMATCH, 0 },
-        { "impossible three numbers", u"2 32 3", DISP_E_TYPEMISMATCH, 0 },
         { "four plain numbers", u"1 2 3 4", DISP_E_TYPEMISMATCH, 0 },
-        { "four time parts", u"1.2.3.4", DISP_E_TYPEMISMATCH, 0 },
-        { "six plain numbers", u"1 2 3 4 5 6", DISP_E_TYPEMISMATCH, 0 },
-        { "three date separators", u"1/2/3/4", DISP_E_TYPEMISMATCH, 0 },
         { "year beyond 9999", u"1/1/10000", DISP_E_TYPEMISMATCH, 0 },
-        { "empty", u"", DISP_E_TYPEMISMATCH, 0 },
         { "null BSTR", nullptr, DISP_E_TYPEMISMATCH, 0 },
     };
     runTextDates(rows, sizeof(rows) / sizeof(rows[0]));
@@ -290,19 +220,14 @@ TEST(VarConvDate, DatesFromTextWithoutYear)
     const int year = currentYear();
     const TextDate rows[] = {
         { "month day", u"1 2", S_OK, dateOf(2, 1, year) },
-        { "day month by name", u"2 Jan", S_OK, dateOf(2, 1, year) },
         { "day past 12 first", u"14 1", S_OK, dateOf(14, 1, year) },
-        { "day past 12 last", u"1 14", S_OK, dateOf(14, 1, year) },
         { "hour before date", u"3 am 1 2", S_OK, dateOf(2, 1, year) + 0.125 },
-        { "hour after date", u"1 2 3 am", S_OK, dateOf(2, 1, year) + 0.125 },
         { "time then date", u"1.2 3 4", S_OK, dateOf(4, 3, year) + 62.0 / 1440 },
-        { "date then time", u"3 4 1.2", S_OK, dateOf(4, 3, year) + 62.0 / 1440 },
-        { "seconds then date", u"1.2.3 4 5", S_OK, dateOf(5, 4, year) + 3723.0 / 86400 },
     };
     runTextDates(rows, sizeof(rows) / sizeof(rows[0]));
 }
 
-TEST(VarDateFromStr, FlagsAndArguments)
+TEST(VarDateFromStrAndBack, FlagsAndArguments)
 {
     DATE date = 0;
     EXPECT_EQ(VarDateFromStr(u"1/2/2003 3:04:05 PM", kEnglishUS, VAR_TIMEVALUEONLY, &date), S_OK);
@@ -312,26 +237,11 @@ TEST(VarDateFromStr, FlagsAndArguments)
     EXPECT_EQ(VarDateFromStr(u"1/2/2003", kEnglishUS, VAR_TIMEVALUEONLY | VAR_DATEVALUEONLY, &date), E_INVALIDARG);
     EXPECT_EQ(VarDateFromStr(nullptr, kEnglishUS, 0, &date), DISP_E_TYPEMISMATCH);
     EXPECT_EQ(VarDateFromStr(u"1/2/2003", kEnglishUS, 0, nullptr), E_INVALIDARG);
-}
 
-TEST(VarBstrFromDate, FlagsAndArguments)
-{
-    struct Row {
-        const char *name;
-        DATE date;
-        ULONG flags;
-        const char16_t *text;
-    } rows[] = {
-        { "date only", 37623.5, VAR_DATEVALUEONLY, u"1/2/2003" },
-        { "time only", 37623.5, VAR_TIMEVALUEONLY, u"12:00:00 PM" },
-        { "both on midnight with NLS", 37623.0, LOCALE_USE_NLS, u"1/2/2003 12:00:00 AM" },
-        { "both parts", 37623.5, 0, u"1/2/2003 12:00:00 PM" },
-    };
-    for (const Row &row : rows) {
-        SCOPED_TRACE(row.name);
+    for (ULONG flags : { VAR_DATEVALUEONLY, VAR_TIMEVALUEONLY }) {
         BSTR text = nullptr;
-        ASSERT_EQ(VarBstrFromDate(row.date, kEnglishUS, row.flags, &text), S_OK);
-        EXPECT_EQ(std::u16string(text, SysStringLen(text)), row.text);
+        ASSERT_EQ(VarBstrFromDate(37623.5, kEnglishUS, flags, &text), S_OK);
+        EXPECT_EQ(std::u16string(text), flags == VAR_DATEVALUEONLY ? u"1/2/2003" : u"12:00:00 PM");
         SysFreeString(text);
     }
     BSTR text = nullptr;
