@@ -79,7 +79,6 @@ TEST_F(ScriptRequestsTest, FindsObjectsByTheNamesTheTreeShows)
         { QStringLiteral("window/okButton"), ok, nullptr },
         { QStringLiteral("dialog/okButton"), otherOk, nullptr },
         { QStringLiteral("window/QLabel[2]"), secondLabel, nullptr },
-        { QStringLiteral("QLabel[1]"), firstLabel, nullptr },
         { QStringLiteral("ScriptTarget"), target, nullptr },
         { QStringLiteral("@") + address(secondLabel), secondLabel, nullptr },
         { QStringLiteral("okButton"), nullptr, error::kAmbiguousObject },
