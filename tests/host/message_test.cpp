@@ -19,20 +19,14 @@ TEST(Message, ParsesRequestsAndRefusesMalformedOnes)
     } rows[] = {
         { "integer id", R"({"id":7,"request":"tree"})", nullptr, 7, "tree" },
         { "string id", R"({"id":"a","request":"hello"})", nullptr, QStringLiteral("a"), "hello" },
-        { "negative id", R"({"id":-3,"request":"hello"})", nullptr, -3, "hello" },
         { "params object", R"({"id":1,"request":"x","params":{"depth":2}})", nullptr, 1, "x" },
-        { "null params", R"({"id":1,"request":"x","params":null})", nullptr, 1, "x" },
         { "unknown members are ignored", R"({"id":1,"request":"x","future":true})", nullptr, 1, "x" },
         { "not JSON", "tree please", error::kParse, QJsonValue(), "" },
-        { "truncated JSON", R"({"id":1,"request":)", error::kParse, QJsonValue(), "" },
-        { "empty line", "", error::kParse, QJsonValue(), "" },
         { "an array", "[1,2]", error::kInvalidRequest, QJsonValue(), "" },
         { "no id", R"({"request":"tree"})", error::kInvalidRequest, QJsonValue(), "" },
         { "fractional id", R"({"id":1.5,"request":"tree"})", error::kInvalidRequest, QJsonValue(), "" },
         { "id beyond exact integers", R"({"id":1e300,"request":"tree"})", error::kInvalidRequest, QJsonValue(), "" },
-        { "boolean id", R"({"id":true,"request":"tree"})", error::kInvalidRequest, QJsonValue(), "" },
         { "no request, id kept", R"({"id":4})", error::kInvalidRequest, 4, "" },
-        { "empty request name", R"({"id":4,"request":""})", error::kInvalidRequest, 4, "" },
         { "request not a string", R"({"id":4,"request":5})", error::kInvalidRequest, 4, "" },
         { "params an array", R"({"id":4,"request":"x","params":[]})", error::kInvalidRequest, 4, "" },
     };
@@ -84,20 +78,13 @@ TEST(Message, RequestsAndResponsesSurviveTheirOwnEncoding)
 
 TEST(Message, RefusesLinesThatAreNoResponse)
 {
-    const char *const lines[] = { "", "[]", R"({"id":1})", R"({"id":1,"ok":"yes"})" };
-    for (const char *line : lines) {
+    Response response;
+    QString reason;
+    for (const char *line : { "", "[]", R"({"id":1})", R"({"id":1,"ok":"yes"})" }) {
         SCOPED_TRACE(line);
-        Response response;
-        QString reason;
         EXPECT_FALSE(parseResponse(line, &response, &reason));
         EXPECT_FALSE(reason.isEmpty());
     }
-}
-
-TEST(Message, AnErrorWithoutCodeCountsAsInternal)
-{
-    Response response;
-    QString reason;
     ASSERT_TRUE(parseResponse(R"({"id":1,"ok":false})", &response, &reason));
-    EXPECT_EQ(response.error.code, QLatin1String(error::kInternal));
+    EXPECT_EQ(response.error.code, QLatin1String(error::kInternal)) << "an error without code counts as internal";
 }

@@ -21,21 +21,15 @@ TEST(TreeOptions, ReadsOptionsAndTheProgram)
         std::vector<std::string> program;
     } rows[] = {
         { "program only", { "--", "prog" }, true, false, 30s, { "prog" } },
-        { "without the separator", { "prog", "-x" }, true, false, 30s, { "prog", "-x" } },
         { "json", { "--json", "--", "prog" }, true, true, 30s, { "prog" } },
-        { "timeout as a separate word", { "--timeout", "5", "--", "prog" }, true, false, 5s, { "prog" } },
         { "timeout with equals", { "--timeout=2.5", "--", "prog" }, true, false, 2500ms, { "prog" } },
         { "tiny timeout rounds up", { "--timeout", "0.0001", "--", "prog" }, true, false, 1ms, { "prog" } },
         { "options after the separator belong to the program", { "--", "prog", "--json" }, true, false, 30s, { "prog", "--json" } },
         { "no program", { "--json" }, false, false, 30s, {} },
-        { "nothing after the separator", { "--" }, false, false, 30s, {} },
         { "empty program name", { "--", "" }, false, false, 30s, {} },
         { "unknown option", { "--deep", "--", "prog" }, false, false, 30s, {} },
-        { "timeout without value", { "--timeout" }, false, false, 30s, {} },
         { "timeout zero", { "--timeout", "0", "--", "prog" }, false, false, 30s, {} },
-        { "timeout negative", { "--timeout", "-1", "--", "prog" }, false, false, 30s, {} },
         { "timeout not a number", { "--timeout", "soon", "--", "prog" }, false, false, 30s, {} },
-        { "timeout with trailing text", { "--timeout", "5s", "--", "prog" }, false, false, 30s, {} },
         { "timeout beyond a day", { "--timeout", "86401", "--", "prog" }, false, false, 30s, {} },
         { "timeout of a day", { "--timeout", "86400", "--", "prog" }, true, false, 86400s, { "prog" } },
     };
@@ -52,15 +46,6 @@ TEST(TreeOptions, ReadsOptionsAndTheProgram)
         EXPECT_EQ(options.timeout, row.timeout);
         EXPECT_EQ(options.program, row.program);
     }
-}
-
-TEST(TreeOptions, HelpNeedsNoProgram)
-{
-    CommandOptions options;
-    std::string error;
-    ASSERT_TRUE(parseCommandLine("tree", { "--help" }, &options, &error)) << error;
-    EXPECT_TRUE(options.help);
-    EXPECT_NE(usage().find("vrqt tree"), std::string::npos);
 }
 
 TEST(ScriptOptions, ReadOperandsBeforeTheSeparator)
@@ -86,9 +71,7 @@ TEST(ScriptOptions, ReadOperandsBeforeTheSeparator)
         { "describe through a member", "describe", { "counter", "parent", "--", "prog" }, true, { "counter", "parent" },
           R"({"member":"parent","object":"counter"})" },
         { "get without a member", "get", { "okButton", "--", "prog" }, false, {}, "vrqt get [--json]" },
-        { "set without a value", "set", { "okButton", "text", "--", "prog" }, false, {}, "OBJECT MEMBER VALUE" },
         { "no separator", "get", { "okButton", "text", "prog" }, false, {}, "\"--\" and the program" },
-        { "no program", "get", { "okButton", "text", "--" }, false, {}, "no program given" },
         { "an unknown option", "get", { "--deep", "okButton", "text", "--", "prog" }, false, {}, "\"--deep\"" },
     };
     for (const Row &row : rows) {
@@ -107,6 +90,8 @@ TEST(ScriptOptions, ReadOperandsBeforeTheSeparator)
     std::string error;
     CommandOptions options;
     EXPECT_FALSE(parseCommandLine("list", { "--", "prog" }, &options, &error));
+    ASSERT_TRUE(parseCommandLine("tree", { "--help" }, &options, &error)) << "help needs no program: " << error;
+    EXPECT_TRUE(options.help);
     for (const char *command : { "tree", "get", "set", "call", "describe" })
         EXPECT_NE(usage().find(std::string("vrqt ") + command + " "), std::string::npos) << command;
 }

@@ -13,7 +13,6 @@
 using namespace std::chrono_literals;
 using namespace vrqt::testing;
 using vrqt::protocol::Deadline;
-namespace error = vrqt::protocol::error;
 
 namespace {
 
@@ -44,7 +43,6 @@ TEST(Script, VrqtGetsSetsCallsAndDescribesInTheGallery)
         const char *says; // in standard output on success, else in standard error
     } rows[] = {
         { "a text property", { str("get"), str("counterButton"), str("text") }, 0, "Count\n", nullptr },
-        { "a part of a value", { str("get"), str("counterButton"), str("iconSize.width") }, 0, nullptr, nullptr },
         { "a method with a text and a number", { str("call"), str("counterButton"), str("describe"), str("-> "), str("2") }, 0,
           "-> Count -> Count\n", nullptr },
         { "a write prints nothing", { str("set"), str("counterButton"), str("tone"), str("2") }, 0, "", nullptr },
@@ -86,29 +84,19 @@ TEST(Script, AConversationKeepsWhatItChanged)
         const char *name;
         const char *request;
         QJsonObject params;
-        const char *error;
         QJsonValue value;
     } steps[] = {
-        { "write", "set", params({ { "object", counter }, { "member", str("clickCount") }, { "value", 3 } }), nullptr, QJsonValue() },
-        { "call", "call", params({ { "object", counter }, { "method", str("addClicks") }, { "arguments", QJsonArray{ 2 } } }), nullptr, 5 },
-        { "read back", "get", params({ { "object", counter }, { "member", str("clickCount") } }), nullptr, 5 },
-        { "a slot", "call", params({ { "object", counter }, { "method", str("cycleTone") } }), nullptr, QJsonValue() },
-        { "its effect", "get", params({ { "object", counter }, { "member", str("tone") } }), nullptr, 1 },
-        { "a flag from text", "set", params({ { "object", counter }, { "member", str("checkable") }, { "value", str("true") } }), nullptr, QJsonValue() },
-        { "read as a flag", "get", params({ { "object", counter }, { "member", str("checkable") } }), nullptr, true },
-        { "a type mismatch", "set", params({ { "object", counter }, { "member", str("clickCount") }, { "value", str("many") } }),
-          error::kInvokeFailed, QJsonValue() },
-        { "an ambiguous name", "get", params({ { "object", str("QPushButton") }, { "member", str("text") } }), error::kAmbiguousObject, QJsonValue() },
+        { "write", "set", params({ { "object", counter }, { "member", str("clickCount") }, { "value", 3 } }), QJsonValue() },
+        { "call", "call", params({ { "object", counter }, { "method", str("addClicks") }, { "arguments", QJsonArray{ 2 } } }), 5 },
+        { "read back", "get", params({ { "object", counter }, { "member", str("clickCount") } }), 5 },
+        { "a flag from text", "set", params({ { "object", counter }, { "member", str("checkable") }, { "value", str("true") } }), QJsonValue() },
+        { "read as a flag", "get", params({ { "object", counter }, { "member", str("checkable") } }), true },
     };
     int id = 1;
     for (const Step &step : steps) {
         SCOPED_TRACE(step.name);
         const auto response = harness.call(id++, QLatin1String(step.request), step.params);
         ASSERT_TRUE(response);
-        if (step.error) {
-            EXPECT_EQ(response->error.code, QLatin1String(step.error)) << response->error.message.toStdString();
-            continue;
-        }
         ASSERT_TRUE(response->ok) << response->error.code.toStdString() << ": " << response->error.message.toStdString();
         if (!step.value.isNull()) {
             EXPECT_EQ(response->result.toObject().value(str("value")), step.value);

@@ -2,7 +2,6 @@
 // differently, and methods that show where and with what they ran.
 #pragma once
 
-#include <QDate>
 #include <QObject>
 #include <QRect>
 #include <QSemaphore>
@@ -16,9 +15,7 @@ class ScriptTarget : public QObject
     Q_PROPERTY(int count MEMBER count)
     Q_PROPERTY(QString title MEMBER title)
     Q_PROPERTY(QRect area MEMBER area)
-    Q_PROPERTY(QDate day MEMBER day)
     Q_PROPERTY(QObject *partner MEMBER partner)
-    Q_PROPERTY(int fixed READ fixedValue)
 
 public:
     using QObject::QObject;
@@ -27,7 +24,6 @@ public:
     Q_INVOKABLE QString join(const QString &left, const QString &right) const { return left + right; }
     Q_INVOKABLE QString threadName() const { return QThread::currentThread()->objectName(); }
     Q_INVOKABLE bool isPartner(QObject *object) const { return object && object == partner; }
-    Q_INVOKABLE QObject *self() { return this; }
     // Waits until the test opens the gate (at most 10 s), then counts.
     Q_INVOKABLE void hold()
     {
@@ -35,12 +31,9 @@ public:
         ++held;
     }
 
-    int fixedValue() const { return 7; }
-
     int count = 0;
     QString title;
     QRect area;
-    QDate day;
     QObject *partner = nullptr;
     QSemaphore gate;
     std::atomic<int> held{ 0 };

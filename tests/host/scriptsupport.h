@@ -76,23 +76,6 @@ protected:
         return hr;
     }
 
-    static VARIANT number(LONG value)
-    {
-        VARIANT result;
-        result.vt = VT_I4;
-        result.lVal = value;
-        return result;
-    }
-
-    static VARIANT argument(IDispatch *value)
-    {
-        VARIANT result;
-        result.vt = VT_DISPATCH;
-        result.pdispVal = value;
-        value->AddRef();
-        return result;
-    }
-
     // The text a value object gives as its value; "<vt>" for anything else.
     static QString textOf(const Variant &value)
     {

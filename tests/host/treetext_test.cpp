@@ -37,9 +37,5 @@ TEST(TreeText, OneLineAWidgetIndentedByDepth)
         "  QPushButton index=2 text=\"say \\\"hi\\\"\\nnow\" name=\"\" pos=1,2 size=3x4 screen=?,? hidden disabled alien address=0x20\n"
         "QWindow name=\"bare\" visible native window=9 no-widget address=0x30\n";
     EXPECT_EQ(renderTreeText(tree), expected);
-}
-
-TEST(TreeText, AnEmptyTreeGivesNoLines)
-{
     EXPECT_EQ(renderTreeText(parse(R"({"mainWindow": null, "windows": []})")), "");
 }

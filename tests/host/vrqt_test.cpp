@@ -18,7 +18,6 @@ TEST(Vrqt, ExplainsItsCommandLine)
     } rows[] = {
         { "help", { QStringLiteral("--help") }, 0, "vrqt tree [--json]" },
         { "help of get", { QStringLiteral("get"), QStringLiteral("--help") }, 0, "vrqt get [--json] [--timeout SECONDS] OBJECT MEMBER" },
-        { "help of tree", { QStringLiteral("tree"), QStringLiteral("--help") }, 0, "--timeout SECONDS" },
         { "version", { QStringLiteral("--version") }, 0, "vrqt " },
         { "nothing", {}, 2, "no command given" },
         { "unknown command", { QStringLiteral("list") }, 2, "unknown command \"list\"" },

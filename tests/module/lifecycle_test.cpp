@@ -19,13 +19,12 @@ namespace {
 // they are called.
 struct Journal {
     std::vector<std::string> calls;
-    std::vector<std::u16string> moduleNames;
 
     UnloadRecorder *subscriber(const std::string &name, std::function<void(IzkModuleIntf *)> extra = {})
     {
         auto *recorder = new UnloadRecorder([this, name, extra](const std::u16string &moduleName, IzkModuleIntf *module) {
             calls.push_back(name);
-            moduleNames.push_back(moduleName);
+            EXPECT_EQ(u"libvrqtproxy.so", moduleName);
             if (extra)
                 extra(module);
         });
@@ -48,95 +47,45 @@ bool moduleIsMapped(const std::string &path)
     return handle != nullptr;
 }
 
-Ref<IUnknown> callGetModuleIntf(void *library)
-{
-    auto getModuleIntf = reinterpret_cast<GetModuleIntfFunction>(dlsym(library, "GetModuleIntf"));
-    Ref<IUnknown> module;
-    if (getModuleIntf)
-        getModuleIntf(reinterpret_cast<IUnknown **>(module.out()));
-    return module;
-}
-
 } // namespace
 
-TEST(ModuleLifecycle, GetModuleIntfGivesTheSameObjectEachTime)
+TEST(ModuleLifecycle, OneModuleObjectAndOneManagerAnswerTheirInterfacesOnly)
 {
     ModuleHost host;
     ASSERT_TRUE(host.load(modulePath())) << host.error();
-    const Ref<IUnknown> first = callGetModuleIntf(host.libraryHandle());
-    const Ref<IUnknown> second = callGetModuleIntf(host.libraryHandle());
-    ASSERT_TRUE(first);
-    EXPECT_EQ(first.get(), second.get());
-    EXPECT_EQ(first.get(), host.moduleUnknown());
+    auto getModuleIntf = reinterpret_cast<GetModuleIntfFunction>(dlsym(host.libraryHandle(), "GetModuleIntf"));
+    ASSERT_TRUE(getModuleIntf);
+    Ref<IUnknown> again;
+    getModuleIntf(reinterpret_cast<IUnknown **>(again.out()));
+    EXPECT_EQ(host.moduleUnknown(), again.get());
+    EXPECT_EQ(host.proxyModule().query<IUnknown>(IID_IUnknown).get(), again.get());
+    EXPECT_EQ(E_POINTER, again->QueryInterface(IID_IUnknown, nullptr));
 
-    // Each interface leads back to the same identity.
-    const Ref<IzkModuleIntf> module = host.moduleInterface();
-    const Ref<IvrQtProxyModule> proxy = host.proxyModule();
-    ASSERT_TRUE(module);
-    ASSERT_TRUE(proxy);
-    EXPECT_EQ(module.query<IUnknown>(IID_IUnknown).get(), first.get());
-    EXPECT_EQ(proxy.query<IUnknown>(IID_IUnknown).get(), first.get());
-    void *other = reinterpret_cast<void *>(1);
-    EXPECT_EQ(E_NOINTERFACE, first->QueryInterface(IID_IvrQtObjectsHelper, &other));
-    EXPECT_EQ(nullptr, other);
-    EXPECT_EQ(E_POINTER, callGetModuleIntf(host.libraryHandle())->QueryInterface(IID_IUnknown, nullptr));
-}
-
-TEST(ModuleLifecycle, ManagerIsOneObjectThatAnswersTheHelpers)
-{
-    ModuleHost host;
-    ASSERT_TRUE(host.load(modulePath())) << host.error();
-    const Ref<IvrQtProxyModule> proxy = host.proxyModule();
-    Ref<IUnknown> first, second;
-    ASSERT_EQ(S_OK, proxy->GetObjectManager(reinterpret_cast<IUnknown **>(first.out())));
-    ASSERT_EQ(S_OK, proxy->GetObjectManager(reinterpret_cast<IUnknown **>(second.out())));
-    EXPECT_EQ(first.get(), second.get());
-
-    const Ref<IvrQtObjectsHelper> objects = first.query<IvrQtObjectsHelper>(IID_IvrQtObjectsHelper);
-    const Ref<IvrQtWidgetsHelper> widgets = first.query<IvrQtWidgetsHelper>(IID_IvrQtWidgetsHelper);
-    ASSERT_TRUE(objects);
-    ASSERT_TRUE(widgets);
-    EXPECT_EQ(objects.query<IUnknown>(IID_IUnknown).get(), first.get());
-    EXPECT_EQ(widgets.query<IUnknown>(IID_IUnknown).get(), first.get());
+    Ref<IUnknown> manager, second;
+    ASSERT_EQ(S_OK, host.proxyModule()->GetObjectManager(reinterpret_cast<IUnknown **>(manager.out())));
+    ASSERT_EQ(S_OK, host.proxyModule()->GetObjectManager(reinterpret_cast<IUnknown **>(second.out())));
+    EXPECT_EQ(manager.get(), second.get());
+    EXPECT_EQ(host.widgets().query<IUnknown>(IID_IUnknown).get(), manager.get());
 
     struct Row {
         const char *name;
+        IUnknown *object;
         const IID *iid;
     };
     // Nothing answers for the notifier or the control helpers yet.
     const Row refused[] = {
-        { "events notifier", &IID_IvrQtEventsNotifier },
-        { "notifier's sink", &IID_IvrQtEventsNotifierInternal },
-        { "object controller", &IID_IvrQtObjectController },
-        { "module", &IID_IvrQtProxyModule },
-        { "null identifier", &IID_NULL },
+        { "module as helper", again.get(), &IID_IvrQtObjectsHelper },
+        { "events notifier", manager.get(), &IID_IvrQtEventsNotifier },
+        { "notifier's sink", manager.get(), &IID_IvrQtEventsNotifierInternal },
+        { "object controller", manager.get(), &IID_IvrQtObjectController },
+        { "manager as module", manager.get(), &IID_IvrQtProxyModule },
     };
     for (const Row &row : refused) {
         SCOPED_TRACE(row.name);
         void *answer = reinterpret_cast<void *>(1);
-        EXPECT_EQ(E_NOINTERFACE, first->QueryInterface(*row.iid, &answer));
+        EXPECT_EQ(E_NOINTERFACE, row.object->QueryInterface(*row.iid, &answer));
         EXPECT_EQ(nullptr, answer);
     }
-}
-
-TEST(ModuleLifecycle, SubscriberListsRefuseDuplicatesAndIgnoreUnknownRemovals)
-{
-    Journal journal; // outlives the module, which calls its subscribers at unload
-    ModuleHost host;
-    ASSERT_TRUE(host.load(modulePath())) << host.error();
-    const Ref<IzkModuleIntf> module = host.moduleInterface();
-    UnloadRecorder *subscriber = journal.subscriber("A");
-    UnloadRecorder *stranger = journal.subscriber("stranger");
-
-    EXPECT_EQ(S_OK, module->AddUnloadSubscriber(subscriber));
-    EXPECT_EQ(E_FAIL, module->AddUnloadSubscriber(subscriber));
-    EXPECT_EQ(S_OK, module->AddLateUnloadSubscriber(subscriber));
-    EXPECT_EQ(E_FAIL, module->AddLateUnloadSubscriber(subscriber));
-    EXPECT_EQ(S_OK, module->RemoveUnloadSubscriber(stranger));
-    EXPECT_EQ(S_OK, module->RemoveLateUnloadSubscriber(stranger));
-    // One reference for each list it stands in.
-    EXPECT_EQ(3u, subscriber->references);
-    EXPECT_EQ(1u, stranger->references);
 }
 
 TEST(ModuleLifecycle, UnloadNotifiesOldestFirstAndTheFirstListBeforeTheLateList)
@@ -146,6 +95,10 @@ TEST(ModuleLifecycle, UnloadNotifiesOldestFirstAndTheFirstListBeforeTheLateList)
     UnloadRecorder *b = journal.subscriber("B");
     UnloadRecorder *c = journal.subscriber("C");
     UnloadRecorder *removed = journal.subscriber("removed");
+    UnloadRecorder *leaving = nullptr;
+    leaving = journal.subscriber("leaving", [&](IzkModuleIntf *module) {
+        EXPECT_EQ(S_OK, module->RemoveUnloadSubscriber(leaving));
+    });
     {
         ModuleHost host;
         ASSERT_TRUE(host.load(modulePath())) << host.error();
@@ -153,36 +106,20 @@ TEST(ModuleLifecycle, UnloadNotifiesOldestFirstAndTheFirstListBeforeTheLateList)
         ASSERT_EQ(S_OK, module->AddLateUnloadSubscriber(c));
         ASSERT_EQ(S_OK, module->AddUnloadSubscriber(a));
         ASSERT_EQ(S_OK, module->AddUnloadSubscriber(removed));
+        ASSERT_EQ(S_OK, module->AddUnloadSubscriber(leaving));
         ASSERT_EQ(S_OK, module->AddUnloadSubscriber(b));
         ASSERT_EQ(S_OK, module->AddLateUnloadSubscriber(a));
+        EXPECT_EQ(E_FAIL, module->AddUnloadSubscriber(a));
+        EXPECT_EQ(E_FAIL, module->AddLateUnloadSubscriber(a));
         ASSERT_EQ(S_OK, module->RemoveUnloadSubscriber(removed));
+        EXPECT_EQ(S_OK, module->RemoveLateUnloadSubscriber(removed)); // not there: ignored
+        // One reference for each list it stands in.
+        EXPECT_EQ(3u, a->references);
     }
-    EXPECT_EQ((std::vector<std::string>{ "A", "B", "C", "A" }), journal.calls);
-    for (const std::u16string &name : journal.moduleNames)
-        EXPECT_EQ(u"libvrqtproxy.so", name);
+    EXPECT_EQ((std::vector<std::string>{ "A", "leaving", "B", "C", "A" }), journal.calls);
     // The module let go of every subscriber when it went.
-    for (UnloadRecorder *subscriber : { a, b, c, removed })
+    for (UnloadRecorder *subscriber : { a, b, c, removed, leaving })
         EXPECT_EQ(1u, subscriber->references);
-}
-
-TEST(ModuleLifecycle, SubscriberThatRemovesItselfDoesNotDisturbTheOthers)
-{
-    Journal journal;
-    UnloadRecorder *leaving = nullptr;
-    leaving = journal.subscriber("leaving", [&](IzkModuleIntf *module) {
-        EXPECT_EQ(S_OK, module->RemoveUnloadSubscriber(leaving));
-    });
-    UnloadRecorder *staying = journal.subscriber("staying");
-    {
-        ModuleHost host;
-        ASSERT_TRUE(host.load(modulePath())) << host.error();
-        const Ref<IzkModuleIntf> module = host.moduleInterface();
-        ASSERT_EQ(S_OK, module->AddUnloadSubscriber(leaving));
-        ASSERT_EQ(S_OK, module->AddUnloadSubscriber(staying));
-    }
-    EXPECT_EQ((std::vector<std::string>{ "leaving", "staying" }), journal.calls);
-    EXPECT_EQ(1u, leaving->references);
-    EXPECT_EQ(1u, staying->references);
 }
 
 TEST(ModuleLifecycle, LoadAndUnloadWithoutContactLeavesNothingBehind)
@@ -201,21 +138,17 @@ TEST(ModuleLifecycle, LibraryUnloadsAtTheHostsLastDlclose)
     {
         ModuleHost host;
         ASSERT_TRUE(host.load(path)) << host.error();
-        // Use what leaves traces in the process: the manager, controllers
-        // in the listening form (listeners are QObjects of the module), the
-        // fault guard and the main-widget search.
+        // Use what leaves traces in the process: controllers in the
+        // listening form (listeners are QObjects of the module), the fault
+        // guard and the main-widget search.
         QObject watched;
         QWidget window;
         ASSERT_TRUE(showAndWait(&window));
-        const Ref<IvrQtObjectsHelper> objects = host.objects();
-        const Ref<IvrQtWidgetsHelper> widgets = host.widgets();
         Ref<IvrQtObjectController> controller;
-        ASSERT_EQ(S_OK, objects->CreateObjectController(&watched, reinterpret_cast<IvrQtObjectController **>(controller.out())));
-        EXPECT_EQ(VARIANT_TRUE, controller->IsObjectAlive());
-        EXPECT_EQ(VARIANT_FALSE, objects->IsQObject(reinterpret_cast<void *>(0x10)));
+        ASSERT_EQ(S_OK, host.objects()->CreateObjectController(&watched, reinterpret_cast<IvrQtObjectController **>(controller.out())));
+        EXPECT_EQ(VARIANT_FALSE, host.objects()->IsQObject(reinterpret_cast<void *>(0x10)));
         NativeWindowId mainWindow = 0;
-        EXPECT_EQ(S_OK, widgets->GetMainWindowHandle(&mainWindow));
-        EXPECT_EQ(window.effectiveWinId(), mainWindow);
+        EXPECT_EQ(S_OK, host.widgets()->GetMainWindowHandle(&mainWindow));
         controller.reset();
         EXPECT_TRUE(moduleIsMapped(path));
     }

@@ -11,77 +11,50 @@
 
 using namespace moduletest;
 
-namespace {
-
 class MainWidget : public ModuleTest
 {
-protected:
-    template <typename Widget>
-    Widget *shown(Qt::WindowFlags flags = {})
-    {
-        auto *widget = new Widget;
-        if (flags)
-            widget->setWindowFlags(flags);
-        windows.emplace_back(widget);
-        EXPECT_TRUE(showAndWait(widget));
-        return widget;
-    }
-
-    NativeWindowId mainWindowHandle()
-    {
-        NativeWindowId handle = 0;
-        EXPECT_EQ(S_OK, widgets->GetMainWindowHandle(&handle));
-        return handle;
-    }
-
-    // Top-level widgets come in Qt's own order, which is not the order of
-    // creation: the expectations are taken from it.
-    static QWidget *firstTopLevel(const std::function<bool(QWidget *)> &accepts)
-    {
-        for (QWidget *widget : QApplication::topLevelWidgets()) {
-            if (accepts(widget))
-                return widget;
-        }
-        return nullptr;
-    }
-
-    std::vector<std::unique_ptr<QWidget>> windows;
 };
 
-} // namespace
-
-TEST_F(MainWidget, FirstMainWindowWinsOverEveryOtherTopLevel)
+TEST_F(MainWidget, MainWindowThenToolWindowThenFirstMenu)
 {
-    shown<QWidget>();
-    shown<QMainWindow>();
-    shown<QMainWindow>();
-    QWidget *expected = firstTopLevel([](QWidget *widget) { return qobject_cast<QMainWindow *>(widget) != nullptr; });
-    ASSERT_NE(nullptr, expected);
-    EXPECT_EQ(expected->effectiveWinId(), mainWindowHandle());
-}
-
-TEST_F(MainWidget, WithoutMainWindowAToolWindowWinsOverAMenu)
-{
-    shown<QMenu>();
-    QWidget *tool = shown<QWidget>(Qt::Tool);
-    shown<QMenu>();
-    EXPECT_EQ(tool->effectiveWinId(), mainWindowHandle());
-}
-
-TEST_F(MainWidget, OnlyMenusGiveTheFirstMenu)
-{
-    shown<QMenu>();
-    shown<QMenu>();
-    QWidget *first = QApplication::topLevelWidgets().value(0);
-    ASSERT_TRUE(qobject_cast<QMenu *>(first));
-    EXPECT_EQ(first->effectiveWinId(), mainWindowHandle());
-}
-
-TEST_F(MainWidget, NoTopLevelWidgetIsAFailure)
-{
-    ASSERT_TRUE(QApplication::topLevelWidgets().isEmpty());
     NativeWindowId handle = 1;
+    ASSERT_TRUE(QApplication::topLevelWidgets().isEmpty());
     EXPECT_EQ(E_FAIL, widgets->GetMainWindowHandle(&handle));
     EXPECT_EQ(0u, handle);
     EXPECT_EQ(E_POINTER, widgets->GetMainWindowHandle(nullptr));
+
+    enum Kind { Menu, Tool, Plain, Main };
+    struct Row {
+        const char *name;
+        std::vector<Kind> windows;
+        Kind expected;
+    };
+    const Row rows[] = {
+        { "only menus give the first menu", { Menu, Menu }, Menu },
+        { "a tool window wins over menus", { Menu, Tool, Menu }, Tool },
+        { "the first main window wins over every other", { Plain, Main, Tool, Main }, Main },
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        std::vector<std::unique_ptr<QWidget>> windows;
+        for (Kind kind : row.windows) {
+            QWidget *window = kind == Menu ? new QMenu : kind == Main ? new QMainWindow : new QWidget;
+            if (kind == Tool)
+                window->setWindowFlags(Qt::Tool);
+            windows.emplace_back(window);
+            ASSERT_TRUE(showAndWait(window));
+        }
+        // Top-level widgets come in Qt's own order, which is not the order
+        // of creation: the expectation is taken from it.
+        QWidget *expected = nullptr;
+        for (QWidget *widget : QApplication::topLevelWidgets()) {
+            const bool menu = qobject_cast<QMenu *>(widget), main = qobject_cast<QMainWindow *>(widget);
+            const Kind kind = menu ? Menu : main ? Main : widget->windowType() == Qt::Tool ? Tool : Plain;
+            if (kind == row.expected && !expected)
+                expected = widget;
+        }
+        ASSERT_NE(nullptr, expected);
+        EXPECT_EQ(S_OK, widgets->GetMainWindowHandle(&handle));
+        EXPECT_EQ(expected->effectiveWinId(), handle);
+    }
 }

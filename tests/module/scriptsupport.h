@@ -68,6 +68,15 @@ struct Value {
     VARIANT v;
 };
 
+// Arguments in parameter order.
+template <typename... Items>
+std::vector<Value> values(Items &&...items)
+{
+    std::vector<Value> result;
+    (result.emplace_back(std::forward<Items>(items)), ...);
+    return result;
+}
+
 // One object scripted through the description the manager gives for it.
 class Scripted
 {
@@ -101,7 +110,6 @@ public:
         return info->Invoke(context.instance(), id(name), DISPATCH_PROPERTYPUT, &params, nullptr, nullptr, nullptr);
     }
 
-    // arguments in parameter order.
     HRESULT call(const char16_t *name, std::vector<Value> arguments, Value &result)
     {
         VariantClear(&result.v);

@@ -92,22 +92,15 @@ TEST_F(WidgetTree, ChildWidgetsAreTheAlienChildrenInChildOrder)
 
 TEST_F(WidgetTree, ChildWidgetsWithoutAlienChildrenLeaveTheVariantAlone)
 {
-    QWidget native(&window);
-    native.setAttribute(Qt::WA_NativeWindow);
-    QWidget childWindow(&window, Qt::Window);
     QWidget leaf;
-    ASSERT_TRUE(showAndWait(&window));
     ASSERT_TRUE(showAndWait(&leaf));
-
-    for (QWidget *widget : { &window, &leaf }) {
-        VARIANT children;
-        V_VT(&children) = VT_I4;
-        V_I4(&children) = 42;
-        EXPECT_EQ(VARIANT_FALSE, widgets->GetChildWidgets(widget, &children));
-        EXPECT_EQ(VT_I4, V_VT(&children));
-        EXPECT_EQ(42, V_I4(&children));
-    }
-    EXPECT_EQ(VARIANT_FALSE, widgets->GetChildWidgets(&window, nullptr));
+    VARIANT children;
+    V_VT(&children) = VT_I4;
+    V_I4(&children) = 42;
+    EXPECT_EQ(VARIANT_FALSE, widgets->GetChildWidgets(&leaf, &children));
+    EXPECT_EQ(VT_I4, V_VT(&children));
+    EXPECT_EQ(42, V_I4(&children));
+    EXPECT_EQ(VARIANT_FALSE, widgets->GetChildWidgets(&leaf, nullptr));
 }
 
 TEST_F(WidgetTree, IndexCountsSiblingsOfExactlyTheSameClass)
@@ -116,52 +109,36 @@ TEST_F(WidgetTree, IndexCountsSiblingsOfExactlyTheSameClass)
     QLabel label("label", &window);
     QPushButton button2("2", &window);
     DerivedButton derived("derived", &window);
-    QPushButton button3("3", &window);
     QObject notAWidget(&window);
+    // Top-level widgets count in Qt's order of them, not that of creation.
+    QLabel firstTop("first"), secondTop("second");
+    const bool firstComesFirst = QApplication::topLevelWidgets().indexOf(&firstTop) < QApplication::topLevelWidgets().indexOf(&secondTop);
+    // Hidden from the top-level list: a parentless widget that is no window.
+    QLabel orphan("orphan", &window);
+    orphan.QObject::setParent(nullptr);
 
     struct Row {
         const char *name;
         QWidget *widget;
-        int index;
+        int index; // 0: E_FAIL
     };
     const Row rows[] = {
-        { "first button", &button1, 1 }, { "second button", &button2, 2 }, { "third button", &button3, 3 },
-        { "only label", &label, 1 },      { "subclass apart", &derived, 1 },
+        { "first button", &button1, 1 },
+        { "second button", &button2, 2 },
+        { "only label", &label, 1 },
+        { "subclass apart", &derived, 1 },
+        { "top level", &secondTop, firstComesFirst ? 2 : 1 },
+        { "missing from its sibling list", &orphan, 0 },
+        { "no widget", reinterpret_cast<QWidget *>(&notAWidget), 0 },
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.name);
         int index = 0;
-        ASSERT_EQ(S_OK, widgets->GetWidgetIndex(row.widget, &index));
-        EXPECT_EQ(row.index, index);
+        EXPECT_EQ(row.index ? S_OK : E_FAIL, widgets->GetWidgetIndex(row.widget, &index));
+        if (row.index) {
+            EXPECT_EQ(row.index, index);
+        }
     }
-}
-
-TEST_F(WidgetTree, TopLevelWidgetsCountAmongTheTopLevelWidgets)
-{
-    QLabel first("first"), second("second");
-    // Qt's order of the top-level widgets decides, not the order of creation.
-    const QWidgetList topLevels = QApplication::topLevelWidgets();
-    const bool firstComesFirst = topLevels.indexOf(&first) < topLevels.indexOf(&second);
-    int index = 0;
-    ASSERT_EQ(S_OK, widgets->GetWidgetIndex(&first, &index));
-    EXPECT_EQ(firstComesFirst ? 1 : 2, index);
-    ASSERT_EQ(S_OK, widgets->GetWidgetIndex(&second, &index));
-    EXPECT_EQ(firstComesFirst ? 2 : 1, index);
-    ASSERT_EQ(S_OK, widgets->GetWidgetIndex(&window, &index));
-    EXPECT_EQ(1, index);
-}
-
-TEST_F(WidgetTree, IndexOfAWidgetMissingFromItsSiblingListFails)
-{
-    // Hidden from the top-level list: a parentless widget that is no window.
-    QLabel orphan("orphan", &window);
-    orphan.QObject::setParent(nullptr);
-    ASSERT_EQ(nullptr, orphan.parentWidget());
-    ASSERT_FALSE(orphan.isWindow());
-    int index = 0;
-    EXPECT_EQ(E_FAIL, widgets->GetWidgetIndex(&orphan, &index));
-    QObject plain;
-    EXPECT_EQ(E_FAIL, widgets->GetWidgetIndex(reinterpret_cast<QWidget *>(&plain), &index));
     EXPECT_EQ(E_POINTER, widgets->GetWidgetIndex(&window, nullptr));
 }
 
@@ -206,11 +183,6 @@ TEST_F(WidgetTree, TextFollowsTheRulesOfEachClass)
         EXPECT_EQ(row.text, textOf([&](BSTR *text) { return widgets->GetWidgetText(row.widget, text); }));
     }
 
-    QObject notAWidget;
-    OLECHAR stale[] = u"stale"; // not owned: an out parameter is overwritten, never freed
-    BSTR text = stale;
-    EXPECT_EQ(E_FAIL, widgets->GetWidgetText(reinterpret_cast<QWidget *>(&notAWidget), &text));
-    EXPECT_EQ(nullptr, text);
     EXPECT_EQ(E_POINTER, widgets->GetWidgetText(&label, nullptr));
 }
 
@@ -245,12 +217,8 @@ TEST_F(WidgetTree, ObjectQuestionsAnswerForLiveObjects)
     QPushButton button("b", &window);
     button.setObjectName("okButton");
     QObject plain;
-
     EXPECT_EQ("okButton", textOf([&](BSTR *name) { return objects->GetObjectName(&button, name); }));
     EXPECT_EQ("<null>", textOf([&](BSTR *name) { return objects->GetObjectName(&plain, name); }));
-    EXPECT_EQ("QPushButton", textOf([&](BSTR *name) { return objects->GetClassName(&button, name); }));
-    EXPECT_EQ(VARIANT_TRUE, objects->IsQObject(&plain));
-    EXPECT_EQ(VARIANT_TRUE, objects->IsWidget(&button));
     EXPECT_EQ(VARIANT_FALSE, objects->IsWidget(&plain));
 
     // The meta-object chain up to QObject, then null.
@@ -259,9 +227,7 @@ TEST_F(WidgetTree, ObjectQuestionsAnswerForLiveObjects)
     std::vector<std::string> chain;
     while (meta) {
         chain.push_back(textOf([&](BSTR *name) { return objects->GetMetaClassName(meta, name); }));
-        const QMetaObject *super = reinterpret_cast<const QMetaObject *>(1);
-        ASSERT_EQ(S_OK, objects->GetSuperMetaObject(meta, &super));
-        meta = super;
+        ASSERT_EQ(S_OK, objects->GetSuperMetaObject(meta, &meta));
     }
     EXPECT_EQ((std::vector<std::string>{ "QPushButton", "QAbstractButton", "QWidget", "QObject" }), chain);
 
@@ -271,9 +237,8 @@ TEST_F(WidgetTree, ObjectQuestionsAnswerForLiveObjects)
     EXPECT_EQ("<null>", textOf([&](BSTR *text) { return objects->GetStringText(&empty, text); }));
 }
 
-TEST_F(WidgetTree, GeometryStateAndWindowHandles)
+TEST_F(WidgetTree, StateAndWindowHandles)
 {
-    window.move(40, 30);
     QLabel alien("alien", &window);
     alien.setGeometry(5, 6, 70, 20);
     alien.setEnabled(false);
@@ -289,14 +254,10 @@ TEST_F(WidgetTree, GeometryStateAndWindowHandles)
     EXPECT_EQ(S_OK, widgets->GetWidth(&alien, &width));
     EXPECT_EQ(S_OK, widgets->GetHeight(&alien, &height));
     EXPECT_EQ(QRect(5, 6, 70, 20), QRect(x, y, width, height));
-
-    VARIANT_BOOL visible = 0, enabled = -1;
-    EXPECT_EQ(S_OK, widgets->GetVisible(&alien, &visible));
-    EXPECT_EQ(VARIANT_TRUE, visible);
+    VARIANT_BOOL visible = VARIANT_TRUE, enabled = VARIANT_TRUE;
     EXPECT_EQ(S_OK, widgets->GetVisible(&hidden, &visible));
-    EXPECT_EQ(VARIANT_FALSE, visible);
     EXPECT_EQ(S_OK, widgets->GetEnabled(&alien, &enabled));
-    EXPECT_EQ(VARIANT_FALSE, enabled);
+    EXPECT_EQ(VARIANT_FALSE, visible | enabled);
 
     NativeWindowId handle = 7;
     EXPECT_EQ(S_OK, widgets->GetOwnWindowHandle(&alien, &handle));
@@ -305,21 +266,11 @@ TEST_F(WidgetTree, GeometryStateAndWindowHandles)
     EXPECT_EQ(native.winId(), handle);
     EXPECT_EQ(S_OK, widgets->GetWindowHandle(&alien, &handle));
     EXPECT_EQ(window.winId(), handle);
-
     QWidget *found = nullptr;
     EXPECT_EQ(S_OK, widgets->FindWidget(window.winId(), &found));
     EXPECT_EQ(&window, found);
     EXPECT_EQ(S_OK, widgets->FindWidget(0, &found));
     EXPECT_EQ(nullptr, found);
-
-    QObject plain;
-    auto *notAWidget = reinterpret_cast<QWidget *>(&plain);
-    handle = 7;
-    EXPECT_EQ(E_FAIL, widgets->GetOwnWindowHandle(notAWidget, &handle));
-    EXPECT_EQ(0u, handle);
-    EXPECT_EQ(E_FAIL, widgets->GetWindowHandle(notAWidget, &handle));
-    EXPECT_EQ(E_FAIL, widgets->GetX(notAWidget, &x));
-    EXPECT_EQ(S_OK, widgets->Reserved());
 
     // Not yet shown: no native window anywhere above it.
     QWidget unshown;
