@@ -1,7 +1,10 @@
 #include "host/modulehost.h"
 
 #include <dlfcn.h>
+#include <stdlib.h>
 
+#include <climits>
+#include <cstdio>
 #include <cstdlib>
 
 #include "platform/utf.h"
@@ -47,12 +50,13 @@ std::string ModuleHost::defaultModulePath()
         return configured;
     Dl_info info{};
     if (dladdr(reinterpret_cast<void *>(&ModuleHost::defaultModulePath), &info) && info.dli_fname) {
-        std::string path = info.dli_fname;
+        char resolved[PATH_MAX];
+        std::string path = ::realpath(info.dli_fname, resolved) ? resolved : info.dli_fname;
         const size_t slash = path.rfind('/');
         std::string folder = slash == std::string::npos ? "." : path.substr(0, slash);
-        // Programs live in bin/, libraries in lib/.
+        // Programs live in bin/; the agent lives beside the module.
         if (folder.size() >= 4 && folder.compare(folder.size() - 4, 4, "/bin") == 0)
-            folder = folder.substr(0, folder.size() - 4) + "/lib";
+            folder = folder.substr(0, folder.size() - 4) + "/" VRQT_AGENT_FOLDER;
         return folder + "/libvrqtproxy.so";
     }
     return "libvrqtproxy.so";
@@ -74,7 +78,9 @@ bool ModuleHost::load(const std::string &path)
     }
     const HRESULT hr = getModuleIntf(reinterpret_cast<IUnknown **>(module.out()));
     if (FAILED(hr) || !module) {
-        lastError = "GetModuleIntf failed";
+        char code[16];
+        std::snprintf(code, sizeof code, "0x%08X", unsigned(hr));
+        lastError = std::string("GetModuleIntf refused with ") + code;
         unload();
         return false;
     }

@@ -85,7 +85,8 @@ private:
 class ModuleHost
 {
 public:
-    // The module next to the host library (or VRQT_MODULE when set).
+    // VRQT_MODULE when set; else the module beside the host library, or in
+    // ../lib/vrqt/qtN of a program in bin/.
     static std::string defaultModulePath();
 
     ModuleHost() = default;

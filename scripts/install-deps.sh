@@ -7,6 +7,7 @@ packages=(
     build-essential cmake ninja-build pkg-config
     libgtest-dev libgmock-dev libbenchmark-dev
     qtbase5-dev qtbase5-dev-tools
+    qt6-base-dev qt6-base-dev-tools
     xvfb xauth x11-utils
     clang libclang-rt-14-dev
     # A Qt program nobody here wrote, for the reference host's tests: the

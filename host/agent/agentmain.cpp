@@ -4,14 +4,21 @@
 #include <QCoreApplication>
 
 #include <dlfcn.h>
+#include <link.h>
+#include <pthread.h>
+#include <signal.h>
 #include <stdlib.h>
 
+#include <atomic>
+#include <chrono>
 #include <climits>
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "host/agent/agent.h"
+#include "host/agent/qtmismatch.h"
 #include "host/protocol/protocol.h"
 
 namespace {
@@ -65,7 +72,58 @@ const std::string socketPath = takeSocketPath();
 // destroying its application object ends with the agent untouched, its thread
 // blocked in a read, instead of joining threads inside exit handlers.
 vrqt::agent::Agent *agent = nullptr;
-bool started = false;
+std::atomic<bool> started{ false };
+
+// How often the watch looks for a Qt core library mapped since.
+constexpr std::chrono::milliseconds kWatchInterval{ 50 };
+
+// Starts a thread that takes no signals: they stay with the threads the
+// program expects them on. Detached: it ends with the process.
+template <typename Function>
+void startQuietThread(Function function)
+{
+    sigset_t all, previous;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &previous);
+    try {
+        std::thread(function).detach();
+    } catch (...) {
+    }
+    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+}
+
+// Watch thread: until the agent starts, a Qt core library of the other major
+// version, mapped at start or later (by dlopen), is reported to the client
+// at once; the agent then stays out of the program.
+void watchForForeignQt()
+{
+    unsigned long long seenAdditions = ~0ull;
+    while (!started.load()) {
+        unsigned long long additions = 0;
+        dl_iterate_phdr([](dl_phdr_info *info, size_t, void *data) {
+            *static_cast<unsigned long long *>(data) = info->dlpi_adds;
+            return 1;
+        }, &additions);
+        vrqt::agent::ForeignQt foreign;
+        if (additions != seenAdditions && vrqt::agent::findForeignQt(&foreign)) {
+            started = true;
+            vrqt::agent::refuseRequests(socketPath, vrqt::agent::qtMismatchError(foreign));
+            return;
+        }
+        seenAdditions = additions;
+        std::this_thread::sleep_for(kWatchInterval);
+    }
+}
+
+// Runs at load, after takeSocketPath.
+bool startWatch()
+{
+    if (!socketPath.empty())
+        startQuietThread(watchForForeignQt);
+    return true;
+}
+
+const bool watching = startWatch();
 
 // GUI thread, from the application object's destructor.
 void stopAgent()
@@ -78,9 +136,8 @@ void stopAgent()
 // every application object; the agent serves the first one only.
 void startAgent()
 {
-    if (started || socketPath.empty())
+    if (socketPath.empty() || started.exchange(true))
         return;
-    started = true;
     agent = vrqt::agent::Agent::start(socketPath).release();
     if (agent)
         qAddPostRoutine(stopAgent);

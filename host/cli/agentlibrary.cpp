@@ -1,11 +1,12 @@
 #include "host/cli/agentlibrary.h"
 
+#include "host/cli/elfdependencies.h"
+
 #include <link.h>
 #include <unistd.h>
 
 #include <climits>
 #include <cstring>
-#include <vector>
 
 namespace vrqt::cli {
 
@@ -41,17 +42,40 @@ std::string sanitizerRuntime()
 
 } // namespace
 
-std::string findAgentLibrary(std::string *error)
+std::string findAgentLibrary(int qtMajor, std::string *error)
 {
-    const std::string folder = ownFolder();
-    const std::vector<std::string> candidates{ folder + "/../lib/libvrqthost.so", folder + "/libvrqthost.so" };
-    for (const std::string &candidate : candidates) {
-        char resolved[PATH_MAX];
-        if (::access(candidate.c_str(), R_OK) == 0 && ::realpath(candidate.c_str(), resolved))
-            return resolved;
-    }
-    *error = "the agent libvrqthost.so is neither in " + folder + "/../lib nor in " + folder;
+    const std::string folder = ownFolder() + "/../lib/vrqt/qt" + std::to_string(qtMajor);
+    const std::string candidate = folder + "/libvrqthost.so";
+    char resolved[PATH_MAX];
+    if (::access(candidate.c_str(), R_OK) == 0 && ::realpath(candidate.c_str(), resolved))
+        return resolved;
+    *error = "this vrqt has no agent for Qt " + std::to_string(qtMajor) + ": " + candidate
+             + " is missing (a build tree configured with -DVRQT_QT_MAJOR=" + std::to_string(qtMajor)
+             + " makes it; install both trees into one prefix to serve both versions)";
     return {};
+}
+
+int chooseQtMajor(const std::string &program, int forcedMajor, std::string *error)
+{
+    if (forcedMajor)
+        return forcedMajor;
+    QtUse use;
+    std::string reason;
+    if (!findQtUse(program, LoaderEnvironment::current(), &use, &reason)) {
+        *error = reason + "; say which Qt it uses with --qt 5 or --qt 6";
+        return 0;
+    }
+    if (use.major == 0) {
+        *error = "\"" + program + "\" does not link Qt: no libQt5Core.so.5 or libQt6Core.so.6 among its libraries."
+                 " A program that loads Qt later (with dlopen) needs --qt 5 or --qt 6";
+        return 0;
+    }
+    if (use.major < kOldestQtMajor || use.major > kNewestQtMajor) {
+        *error = "\"" + program + "\" uses Qt " + std::to_string(use.major) + " (" + use.coreLibrary
+                 + "); vrqt serves Qt 5 and Qt 6";
+        return 0;
+    }
+    return use.major;
 }
 
 std::string preloadWithAgent(const std::string &agentPath, const char *existing)

@@ -38,10 +38,32 @@ const CommandRow *findCommand(const std::string &name)
 
 std::string synopsis(const CommandRow &row)
 {
-    std::string line = std::string("vrqt ") + row.name + " [--json] [--timeout SECONDS] ";
+    std::string line = std::string("vrqt ") + row.name + " [--json] [--timeout SECONDS] [--qt 5|6] ";
     if (*row.operands)
         line += std::string(row.operands) + " ";
     return line + "-- PROGRAM [ARGUMENTS...]";
+}
+
+// An option's value: what follows "--name=" or the next argument.
+bool optionValue(const std::vector<std::string> &arguments, std::size_t *index, const std::string &name, std::string *value,
+                 std::string *error)
+{
+    const std::string &argument = arguments[*index];
+    if (argument != name) {
+        *value = argument.substr(name.size() + 1);
+        return true;
+    }
+    if (++*index == arguments.size()) {
+        *error = name + " needs a value";
+        return false;
+    }
+    *value = arguments[*index];
+    return true;
+}
+
+bool isOption(const std::string &argument, const std::string &name)
+{
+    return argument == name || argument.rfind(name + "=", 0) == 0;
 }
 
 bool parseSeconds(const std::string &text, std::chrono::milliseconds *value)
@@ -68,21 +90,24 @@ bool readOption(const std::vector<std::string> &arguments, std::size_t *index, C
         options->help = true;
         return true;
     }
-    if (argument == "--timeout" || argument.rfind("--timeout=", 0) == 0) {
-        std::string value;
-        if (argument == "--timeout") {
-            if (++*index == arguments.size()) {
-                *error = "--timeout needs a number of seconds";
-                return false;
-            }
-            value = arguments[*index];
-        } else {
-            value = argument.substr(sizeof "--timeout=" - 1);
-        }
+    std::string value;
+    if (isOption(argument, "--timeout")) {
+        if (!optionValue(arguments, index, "--timeout", &value, error))
+            return false;
         if (!parseSeconds(value, &options->timeout)) {
             *error = "--timeout wants a number of seconds above 0 and at most a day, not \"" + value + "\"";
             return false;
         }
+        return true;
+    }
+    if (isOption(argument, "--qt")) {
+        if (!optionValue(arguments, index, "--qt", &value, error))
+            return false;
+        if (value != "5" && value != "6") {
+            *error = "--qt wants 5 or 6, not \"" + value + "\"";
+            return false;
+        }
+        options->qtMajor = value[0] - '0';
         return true;
     }
     *error = "unknown option \"" + argument + "\"";
@@ -150,9 +175,9 @@ std::string usage()
     for (const CommandRow &row : kCommands)
         text += "  " + synopsis(row) + "\n";
     return text + "\n"
-           "Starts PROGRAM, an unmodified Qt 5 Widgets program, with the vrQt agent\n"
-           "preloaded, waits until its main widget is shown, does one thing, and closes\n"
-           "the program again:\n"
+           "Starts PROGRAM, an unmodified Qt 5 or Qt 6 Widgets program, with the vrQt\n"
+           "agent preloaded, waits until its main widget is shown, does one thing, and\n"
+           "closes the program again:\n"
            "\n"
            "  tree       print the widget tree as the vrQt module sees it\n"
            "  get        print the value of an object's property (MEMBER may be a path:\n"
@@ -169,9 +194,14 @@ std::string usage()
            "  --json              print the result as one JSON document\n"
            "  --timeout SECONDS   how long to wait for the program's main widget and for\n"
            "                      each answer (default 30)\n"
+           "  --qt 5|6            the Qt major version of the agent to preload; by default\n"
+           "                      the one whose core library the program's libraries name\n"
+           "                      (a program that loads Qt later with dlopen, or one\n"
+           "                      started through a script, needs it)\n"
            "\n"
            "The program's own output goes to standard error. VRQT_MODULE names the module\n"
-           "to load (default: libvrqtproxy.so next to the agent).\n"
+           "to load (default: libvrqtproxy.so next to the agent, in lib/vrqt/qt5 or\n"
+           "lib/vrqt/qt6 beside vrqt's bin folder).\n"
            "\n"
            "Exit status: 0 done; 1 failed; 2 bad command line; 3 the command was done but\n"
            "the program did not end cleanly after being asked to quit; 130 interrupted.\n";

@@ -16,6 +16,9 @@ struct CommandOptions
     // Bounds the wait for the agent and for the shown main widget, and each
     // request after it.
     std::chrono::milliseconds timeout{ 30000 };
+    // The Qt major version whose agent goes into the program; 0: the one the
+    // program's libraries name.
+    int qtMajor = 0;
     // What the command acts on: the object, the member, values.
     std::vector<std::string> operands;
     // The program and its arguments.

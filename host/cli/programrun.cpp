@@ -42,7 +42,10 @@ private:
     int inspect(const CommandWork &work)
     {
         std::string error;
-        const std::string agent = findAgentLibrary(&error);
+        const int qtMajor = chooseQtMajor(options.program.front(), options.qtMajor, &error);
+        if (!qtMajor)
+            return fail(error);
+        const std::string agent = findAgentLibrary(qtMajor, &error);
         if (agent.empty() || !listener.open(&error))
             return fail(error);
         const std::vector<std::string> environment = environmentWith({
@@ -65,6 +68,8 @@ private:
     int greet(protocol::Deadline deadline)
     {
         const CallResult hello = session.call(QStringLiteral("hello"), {}, deadline);
+        if (hello.kind == CallResult::Kind::Refused && hello.error.code == QLatin1String(protocol::error::kQtMismatch))
+            return fail(hello.error.message.toStdString());
         if (!hello.ok())
             return fail(hello.message);
         const QJsonObject facts = hello.result.toObject();

@@ -34,6 +34,7 @@ constexpr char kNoSuchObject[] = "no-such-object";    // no object answers to th
 constexpr char kAmbiguousObject[] = "ambiguous-object"; // the reference fits several objects
 constexpr char kNoSuchMember[] = "no-such-member";    // the object's type description has no such member
 constexpr char kInvokeFailed[] = "invoke-failed";     // the member's call failed; the error says with which HRESULT
+constexpr char kQtMismatch[] = "qt-mismatch";         // the agent serves the other Qt major version
 constexpr char kInternal[] = "internal";
 } // namespace error
 

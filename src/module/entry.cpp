@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "module/proxymodule.h"
+#include "objects/qtlibrary.h"
 #include "runtime/trace.h"
 
 #define VRQT_EXPORT extern "C" __attribute__((visibility("default")))
@@ -39,7 +40,12 @@ __attribute__((init_priority(200))) LibraryLifetime lifetime;
 
 VRQT_EXPORT HRESULT GetModuleIntf(IUnknown **result)
 {
-    if (attachFailed) {
+    // A module loaded into a process of the other Qt major version would
+    // read that Qt's objects with its own Qt's layouts: it refuses to serve.
+    const OLECHAR *foreignQt = ForeignQtCoreLibrary();
+    if (foreignQt)
+        Trace(u"GetModuleIntf: the process runs %s, not the Qt this module is built for", foreignQt);
+    if (attachFailed || foreignQt) {
         if (result)
             *result = nullptr;
         return E_UNEXPECTED;

@@ -3,7 +3,6 @@
 #include <QtGlobal>
 
 #include <atomic>
-#include <iterator>
 
 #include "runtime/productpath.h"
 
@@ -15,15 +14,23 @@ constexpr LONG builtGeneration = QT_VERSION_MAJOR == 4 ? 1 : 2;
 std::atomic<LONG> qtGeneration{ 0 };
 
 struct CoreLibraryNames {
+    int major;
     const OLECHAR *release;
     const OLECHAR *debug;
 };
 
-// By generation, from 1.
 constexpr CoreLibraryNames coreLibraryNames[] = {
-    { u"libQtCore.so.4", u"libQtCore_debug.so.4" },
-    { u"libQt5Core.so.5", u"libQt5Core_debug.so.5" },
+    { 4, u"libQtCore.so.4", u"libQtCore_debug.so.4" },
+    { 5, u"libQt5Core.so.5", u"libQt5Core_debug.so.5" },
+    { 6, u"libQt6Core.so.6", u"libQt6Core_debug.so.6" },
 };
+
+HMODULE loadedCoreLibrary(const CoreLibraryNames &names)
+{
+    if (HMODULE release = GetModuleHandleW(names.release))
+        return release;
+    return GetModuleHandleW(names.debug);
+}
 
 struct FileVersion {
     bool done = false;
@@ -57,13 +64,24 @@ LONG QtGeneration()
 
 HMODULE GetQtCoreModule()
 {
+    // Generation 2 is the family of Qt 5 and Qt 6: its core library is the
+    // one of the major version this module is built against.
     const LONG generation = QtGeneration();
-    if (generation < 1 || generation > LONG(std::size(coreLibraryNames)))
-        return nullptr;
-    const CoreLibraryNames &names = coreLibraryNames[generation - 1];
-    if (HMODULE release = GetModuleHandleW(names.release))
-        return release;
-    return GetModuleHandleW(names.debug);
+    const int major = generation == 1 ? 4 : generation == 2 ? QT_VERSION_MAJOR : 0;
+    for (const CoreLibraryNames &names : coreLibraryNames) {
+        if (names.major == major)
+            return loadedCoreLibrary(names);
+    }
+    return nullptr;
+}
+
+const OLECHAR *ForeignQtCoreLibrary()
+{
+    for (const CoreLibraryNames &names : coreLibraryNames) {
+        if (names.major != QT_VERSION_MAJOR && loadedCoreLibrary(names))
+            return names.release;
+    }
+    return nullptr;
 }
 
 void GetQtFileVersion(WORD *major, WORD *minor, WORD *patch)

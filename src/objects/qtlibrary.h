@@ -15,6 +15,11 @@ LONG QtGeneration();
 // library first, then the debug library; null when neither is loaded.
 HMODULE GetQtCoreModule();
 
+// The release name of a Qt core library of another major version than the
+// module's, when the process has one loaded: such a process runs a Qt whose
+// objects this module cannot read. Null otherwise. Any thread.
+const OLECHAR *ForeignQtCoreLibrary();
+
 // The core library's version, read once and cached; zeroes when it could
 // not be read (and those are cached as well).
 void GetQtFileVersion(WORD *major, WORD *minor, WORD *patch);

@@ -1,6 +1,10 @@
 // The vrqt program from the outside: its command line and how it fails.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <QtGlobal>
+
 #include "agentharness.h"
 #include "vrqtrun.h"
 
@@ -17,12 +21,13 @@ TEST(Vrqt, ExplainsItsCommandLine)
         const char *says; // in standard output for help, else in standard error
     } rows[] = {
         { "help", { QStringLiteral("--help") }, 0, "vrqt tree [--json]" },
-        { "help of get", { QStringLiteral("get"), QStringLiteral("--help") }, 0, "vrqt get [--json] [--timeout SECONDS] OBJECT MEMBER" },
+        { "help of get", { QStringLiteral("get"), QStringLiteral("--help") }, 0, "vrqt get [--json] [--timeout SECONDS] [--qt 5|6] OBJECT MEMBER" },
         { "version", { QStringLiteral("--version") }, 0, "vrqt " },
         { "nothing", {}, 2, "no command given" },
         { "unknown command", { QStringLiteral("list") }, 2, "unknown command \"list\"" },
         { "no program", { QStringLiteral("tree") }, 2, "no program given" },
         { "bad timeout", { QStringLiteral("tree"), QStringLiteral("--timeout"), QStringLiteral("x"), QStringLiteral("--"), QStringLiteral("true") }, 2, "--timeout" },
+        { "bad Qt version", { QStringLiteral("tree"), QStringLiteral("--qt=4"), QStringLiteral("--"), QStringLiteral("true") }, 2, "--qt wants 5 or 6" },
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.name);
@@ -41,14 +46,16 @@ TEST(Vrqt, FailsClearlyWhenTheProgramCannotBeInspected)
         QStringList arguments;
         const char *says;
     } rows[] = {
-        { "missing program", { QStringLiteral("/nonexistent/program") }, "cannot run /nonexistent/program" },
-        { "a program that ends at once", { QStringLiteral("true") }, "exited with status 0 before its agent connected" },
-        { "a program that is not a Qt program", { QStringLiteral("sleep"), QStringLiteral("60") }, "did not connect in time" },
-        { "a Qt program without widgets", { QString::fromStdString(targetPath("coreprogram")) }, "not a Qt Widgets one" },
+        { "missing program", { QStringLiteral("--"), QStringLiteral("/nonexistent/program") }, "/nonexistent/program" },
+        { "a program that does not link Qt", { QStringLiteral("--"), QStringLiteral("sleep"), QStringLiteral("60") }, "\"sleep\" does not link Qt" },
+        { "a script", { QStringLiteral("--"), QStringLiteral("ldd") }, "is a script" },
+        { "a program that ends at once", { QStringLiteral("--qt=" QT_MAJOR_TEXT), QStringLiteral("--"), QStringLiteral("true") }, "exited with status 0 before its agent connected" },
+        { "a program that never loads Qt", { QStringLiteral("--qt=" QT_MAJOR_TEXT), QStringLiteral("--"), QStringLiteral("sleep"), QStringLiteral("60") }, "did not connect in time" },
+        { "a Qt program without widgets", { QStringLiteral("--"), QString::fromStdString(targetPath("coreprogram")) }, "not a Qt Widgets one" },
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.name);
-        const auto run = runVrqt(QStringList{ QStringLiteral("tree"), QStringLiteral("--timeout"), QStringLiteral("2"), QStringLiteral("--") } + row.arguments, 60s);
+        const auto run = runVrqt(QStringList{ QStringLiteral("tree"), QStringLiteral("--timeout"), QStringLiteral("2") } + row.arguments, 60s);
         ASSERT_TRUE(run.finished);
         EXPECT_EQ(run.exitCode, 1);
         EXPECT_TRUE(run.out.empty()) << run.out;
@@ -65,4 +72,28 @@ TEST(Vrqt, AModuleThatCannotLoadEndsTheRunAndThePrograms)
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_NE(run.err.find("module-unavailable"), std::string::npos) << run.err;
     EXPECT_EQ(run.err.find("did not end"), std::string::npos) << "the program was closed cleanly: " << run.err;
+}
+
+TEST(Vrqt, AProgramOfTheOtherQtIsTurnedAwayAtOnce)
+{
+    const std::string program = targetPath("otherqtwindow");
+    if (::access(program.c_str(), X_OK) != 0)
+        GTEST_SKIP() << "the other Qt major version is not installed, so no program of it was built";
+    // Chosen by its libraries, it needs the other version's agent, which a
+    // tree of one version does not build.
+    const auto chosen = runVrqt({ QStringLiteral("tree"), QStringLiteral("--"), QString::fromStdString(program) }, 60s);
+    ASSERT_TRUE(chosen.finished);
+    EXPECT_EQ(chosen.exitCode, 1);
+    EXPECT_NE(chosen.err.find("this vrqt has no agent for Qt " OTHER_QT_MAJOR_TEXT), std::string::npos) << chosen.err;
+
+    // Forced onto this tree's agent, the agent reports the mismatch itself,
+    // long before the limit, naming both versions.
+    const auto forced = runVrqt({ QStringLiteral("tree"), QStringLiteral("--qt"), QStringLiteral(QT_MAJOR_TEXT), QStringLiteral("--timeout"),
+                                  QStringLiteral("60"), QStringLiteral("--"), QString::fromStdString(program) },
+                                30s);
+    ASSERT_TRUE(forced.finished) << "the mismatch must not wait for the time limit";
+    EXPECT_EQ(forced.exitCode, 1);
+    EXPECT_NE(forced.err.find("the program uses Qt " OTHER_QT_MAJOR_TEXT "."), std::string::npos) << forced.err;
+    EXPECT_NE(forced.err.find("serves Qt " QT_MAJOR_TEXT " (" QT_VERSION_STR ")"), std::string::npos) << forced.err;
+    EXPECT_TRUE(forced.out.empty()) << forced.out;
 }

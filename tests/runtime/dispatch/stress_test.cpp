@@ -44,7 +44,7 @@ TEST(Stress, EightHostThreadsCallTheBusyGuiThreadAndEveryCallRunsOnce)
     QObject::connect(&traffic, &QTimer::timeout, &widget, [&widget] {
         widget.repaint();
         QCoreApplication::postEvent(&widget, new QKeyEvent(QEvent::KeyPress, Qt::Key_A, Qt::NoModifier, "a"));
-        QCoreApplication::postEvent(&widget, new QMouseEvent(QEvent::MouseButtonPress, QPointF(5, 5), Qt::LeftButton,
+        QCoreApplication::postEvent(&widget, new QMouseEvent(QEvent::MouseButtonPress, QPointF(5, 5), QPointF(5, 5), Qt::LeftButton,
                                                              Qt::LeftButton, Qt::NoModifier));
     });
     traffic.start(1);
