@@ -20,6 +20,7 @@ std::vector<NativeWindow> nativeWindows()
         QWindow *parent = window->parent();
         entry.parent = parent && parent->handle() ? NativeWindowId(parent->winId()) : 0;
         entry.visible = window->isVisible();
+        entry.devicePixelRatio = window->devicePixelRatio();
         entry.window = window;
         result.push_back(entry);
     }

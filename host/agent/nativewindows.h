@@ -18,6 +18,9 @@ struct NativeWindow
     NativeWindowId id = 0;
     NativeWindowId parent = 0; // 0 for a top-level window
     bool visible = false;
+    // Native pixels per device-independent pixel: what a rectangle the module
+    // reports is multiplied by to act on this window's screen.
+    double devicePixelRatio = 1.0;
     QObject *window = nullptr; // the QWindow, for windows that carry no widget
 };
 

@@ -107,6 +107,7 @@ QJsonObject WidgetTree::describeWindow(const NativeWindow &window, const std::ve
         node.insert(QStringLiteral("window"), double(window.id));
         node.insert(QStringLiteral("address"), scripting::AddressText(object));
     }
+    node.insert(QStringLiteral("devicePixelRatio"), window.devicePixelRatio);
     if (depth < kMaximumDepth) {
         for (const NativeWindow &child : all) {
             if (child.parent == window.id) {

@@ -1,6 +1,8 @@
 #include "host/scripting/variants.h"
 
+#include <cstdint>
 #include <iterator>
+#include <limits>
 
 namespace vrqt::scripting {
 
@@ -24,6 +26,15 @@ constexpr VarTypeRow kVarTypes[] = {
     { VT_LPWSTR, "VT_LPWSTR" }, { VT_RECORD, "VT_RECORD" },   { VT_ILLEGAL, "VT_ILLEGAL" },
 };
 
+bool fitsInt32(const QVariant &whole)
+{
+    const int type = whole.userType();
+    if (type == QMetaType::ULong || type == QMetaType::ULongLong)
+        return whole.toULongLong() <= qulonglong(std::numeric_limits<std::int32_t>::max());
+    const qlonglong number = whole.toLongLong();
+    return number >= std::numeric_limits<std::int32_t>::min() && number <= std::numeric_limits<std::int32_t>::max();
+}
+
 } // namespace
 
 BSTR ToBstr(const QString &text)
@@ -44,6 +55,23 @@ void VariantFromQVariant(const QVariant &from, VARIANT *value)
     case QMetaType::Int:
         value->vt = VT_I4;
         value->lVal = from.toInt();
+        return;
+    // Qt 6 gives sizes and counts as qsizetype (64 bits) where Qt 5 gave
+    // int: a whole number that fits travels as the 32-bit integer either way.
+    case QMetaType::Long:
+    case QMetaType::LongLong:
+    case QMetaType::UInt:
+    case QMetaType::ULong:
+    case QMetaType::ULongLong:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+        if (fitsInt32(from)) {
+            value->vt = VT_I4;
+            value->lVal = from.toInt();
+        } else {
+            value->vt = VT_R8;
+            value->dblVal = from.toDouble();
+        }
         return;
     case QMetaType::Double:
         value->vt = VT_R8;

@@ -41,7 +41,7 @@ HRESULT PropertyValueToVariant(const QVariant &value, const QtTypeDescription &d
 QVariant PropertyWriteValue(const VARIANT &value, const QtTypeDescription &description, const QMetaProperty &property)
 {
     const void *data = ArgumentDataPointer(value, description);
-    int typeId = QtCompat::MetaTypeId(description.typeName.toLatin1());
+    int typeId = QtCompat::PropertyTypeId(property);
     unsigned long temporary = 0;
     if (property.isEnumType()) {
         // Qt 5's write refuses a long for an enumeration; its int has the

@@ -26,7 +26,7 @@ HRESULT PropertyValueToVariant(const QVariant &value, const QtTypeDescription &d
                                VARIANT *result);
 
 // value is the host's value after CoerceArgument for slot 0. The variant is
-// made by the type description's name from ArgumentDataPointer's data:
+// made with the property's own type from ArgumentDataPointer's data:
 // long, ulong and bool through a temporary of Qt's type (qttemporary.h); an
 // enumeration or flag property from the 32 bits as Qt's int, the one
 // integer type Qt's write takes for it. A bool is then converted to int and

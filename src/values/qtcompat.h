@@ -3,14 +3,15 @@
 #pragma once
 
 #include <QByteArray>
+#include <QMetaProperty>
 #include <QMetaType>
 #include <QVariant>
 #include <QtGlobal>
 
-#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
 // QRegExp and QMatrix left Qt with version 6: their rows stay in the tables
 // and make no storage.
 struct AbsentQtClass;
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
 using QtRegExpClass = AbsentQtClass;
 using QtMatrixClass = AbsentQtClass;
 #else
@@ -29,6 +30,17 @@ inline int MetaTypeId(const QByteArray &name)
     return QMetaType::fromName(name).id();
 #else
     return QMetaType::type(name.constData());
+#endif
+}
+
+// The type a property holds, taken from the property itself: Qt 6 knows a
+// pointer type by name only once something has asked for it.
+inline int PropertyTypeId(const QMetaProperty &property)
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    return property.metaType().id();
+#else
+    return property.userType();
 #endif
 }
 

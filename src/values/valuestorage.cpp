@@ -91,10 +91,8 @@ constexpr StorageRow EmptyScalarRow(const char *name) { return { name, nullptr, 
 
 template <typename T>
 constexpr StorageRow ClassRow(const char *name) { return { name, &ClassFromVariant<T>, &EmptyClass<T>, &DestroyClass<T> }; }
-#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
 template <>
 constexpr StorageRow ClassRow<AbsentQtClass>(const char *name) { return { name, nullptr, nullptr, nullptr }; }
-#endif
 
 void *EmptyObject() { return new (std::nothrow) QObject(nullptr); }
 // Deliberate: a real top-level widget that is never shown and never deleted

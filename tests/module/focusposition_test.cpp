@@ -4,6 +4,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QTimer>
+#include <QWindow>
 
 #include <atomic>
 #include <thread>
@@ -83,6 +84,9 @@ TEST_F(FocusPosition, FocusMovesOnlyWhenAskedAndIsReportedOnlyWhenAlien)
 
 TEST_F(FocusPosition, ScreenPositionsAndTheAlienChildAtAPoint)
 {
+    // Also run with QT_SCALE_FACTOR=2: positions and points stay in Qt's
+    // device-independent pixels however the native window is scaled.
+    EXPECT_EQ(window.windowHandle()->devicePixelRatio(), qEnvironmentVariable("QT_SCALE_FACTOR", QStringLiteral("1")).toDouble());
     int x = 0, y = 0;
     ASSERT_EQ(S_OK, widgets->GetScreenX(&window, &x));
     ASSERT_EQ(S_OK, widgets->GetScreenY(&window, &y));

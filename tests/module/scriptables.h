@@ -18,6 +18,7 @@ class Scriptable : public QObject
     Q_PROPERTY(qreal ratio READ ratio)
     Q_PROPERTY(QRect area MEMBER area)
     Q_PROPERTY(QObject *partner MEMBER partner)
+    Q_PROPERTY(QWidget *buddy MEMBER buddy)
     Q_PROPERTY(Unregistered hidden READ hidden)
 
 public:
@@ -42,6 +43,8 @@ public:
     Options options;
     QRect area;
     QObject *partner = nullptr;
+    QWidget *buddy = nullptr;
+    QWidget *candidate = nullptr;
     int pings = 0;
     QString lastJoin;
 
@@ -60,6 +63,7 @@ public slots:
     }
     void takeUnknown(Unregistered) {}
     QObject *self() { return this; }
+    QWidget *candidateBuddy() { return candidate; }
     void scale(QRect rect, int factor) { area = QRect(rect.topLeft(), rect.size() * factor); }
 
 signals:

@@ -43,11 +43,13 @@ TEST(ValueStorage, QtClassesBothWays)
         SCOPED_TRACE(name);
         const QString typeName = QString::fromLatin1(name);
         const bool objectClass = typeName == QLatin1String("QObject") || typeName == QLatin1String("QWidget");
+        // QRegExp and QMatrix left Qt with version 6: their names stay and make no storage.
+        const bool retired = QT_VERSION_MAJOR >= 6 && (typeName == QLatin1String("QRegExp") || typeName == QLatin1String("QMatrix"));
         const QVariant defaultValue = QtCompat::VariantFromData(QtCompat::MetaTypeId(name), nullptr);
         void *fromValue = CreateValueFromQVariant(defaultValue, typeName);
         void *empty = CreateEmptyValue(name, 0);
-        EXPECT_EQ(fromValue != nullptr, !objectClass) << "QObject and QWidget come only as pointers";
-        EXPECT_NE(empty, nullptr);
+        EXPECT_EQ(fromValue != nullptr, !objectClass && !retired) << "QObject and QWidget come only as pointers";
+        EXPECT_EQ(empty != nullptr, !retired);
         DestroyValue(fromValue, typeName);
         DestroyValue(empty, typeName);
     }
