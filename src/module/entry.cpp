@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include "module/proxymodule.h"
-#include "objects/qtlibrary.h"
+#include "runtime/qtlibrary.h"
 #include "runtime/trace.h"
 
 #define VRQT_EXPORT extern "C" __attribute__((visibility("default")))

@@ -5,9 +5,10 @@
 #include <QWidget>
 
 #include "objects/listeningcontroller.h"
-#include "objects/objectprobe.h"
+#include "runtime/objectprobe.h"
 #include "objects/qpointercontroller.h"
-#include "objects/qtlibrary.h"
+#include "controls/controlshelper.h"
+#include "runtime/qtlibrary.h"
 #include "objects/widgetqueries.h"
 #include "runtime/dispatch/widgetexecution.h"
 #include "runtime/errors.h"
@@ -150,7 +151,14 @@ HRESULT CvrQtBaseObjectManager::CreateInstance(CvrQtBaseObjectManager **manager)
     if (!manager)
         return E_POINTER;
     *manager = new (std::nothrow) CvrQtBaseObjectManager;
-    return *manager ? S_OK : E_OUTOFMEMORY;
+    if (!*manager)
+        return E_OUTOFMEMORY;
+    const HRESULT hr = CvrQtControlsHelper::CreateInstance(&(*manager)->controlsHelper);
+    if (FAILED(hr)) {
+        delete *manager;
+        *manager = nullptr;
+    }
+    return hr;
 }
 
 CvrQtBaseObjectManager::CvrQtBaseObjectManager() : registry(static_cast<IvrQtObjectsManager *>(this)) {}
@@ -166,15 +174,21 @@ void CvrQtBaseObjectManager::Shutdown()
     // Listeners left behind by controllers released away from their
     // object's thread hold code of this module: they go before it does.
     DeleteAbandonedListeners();
+    delete controlsHelper;
+    controlsHelper = nullptr;
 }
 
 HRESULT CvrQtBaseObjectManager::QueryInterface(REFIID riid, void **object)
 {
-    return QueryInterfaceTable(this,
-                               { Implements<CvrQtBaseObjectManager, IvrQtObjectsManager>(IID_IvrQtObjectsManager),
-                                 Implements<CvrQtBaseObjectManager, IvrQtObjectsHelper>(IID_IvrQtObjectsHelper),
-                                 Implements<CvrQtBaseObjectManager, IvrQtWidgetsHelper>(IID_IvrQtWidgetsHelper) },
-                               riid, object);
+    const HRESULT hr = QueryInterfaceTable(this,
+                                           { Implements<CvrQtBaseObjectManager, IvrQtObjectsManager>(IID_IvrQtObjectsManager),
+                                             Implements<CvrQtBaseObjectManager, IvrQtObjectsHelper>(IID_IvrQtObjectsHelper),
+                                             Implements<CvrQtBaseObjectManager, IvrQtWidgetsHelper>(IID_IvrQtWidgetsHelper) },
+                                           riid, object);
+    // Any other identifier goes to the helpers' aggregate, unseen.
+    if (hr == E_NOINTERFACE && controlsHelper)
+        return controlsHelper->QueryInterface(riid, object);
+    return hr;
 }
 
 // IvrQtObjectsManager

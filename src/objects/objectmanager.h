@@ -5,6 +5,8 @@
 
 #include "interfaces/objects.h"
 #include "reflection/exposerregistry.h"
+
+class CvrQtControlsHelper;
 #include "runtime/comobject.h"
 
 // Objects cross as addresses; each operation first makes sure that the
@@ -75,4 +77,6 @@ private:
     ~CvrQtBaseObjectManager() override;
 
     CvrQtExposerRegistry registry;
+    // Owned; answers the control helpers' interfaces.
+    CvrQtControlsHelper *controlsHelper = nullptr;
 };

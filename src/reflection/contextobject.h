@@ -13,6 +13,6 @@ HRESULT CallContextObject(IUnknown *context, QObject **object);
 
 // The last object this thread confirmed is remembered through a QPointer,
 // which Qt clears when the object is destroyed: naming it again costs no
-// probe. Any other object is put to the manager's IsQObject probe first.
+// probe. Any other object is probed first (runtime/objectprobe.h).
 // Thread: the thread the call runs on.
-bool IsLiveContextObject(QObject *object, IUnknown *manager);
+bool IsLiveContextObject(QObject *object);

@@ -81,7 +81,7 @@ HRESULT CvrQtBaseMemberExposer::ContextObject(IUnknown *context, const QMetaObje
     if (FAILED(hr))
         return hr;
     // A null object goes on: Qt answers it with a failed read or call.
-    if (*object && (!IsLiveContextObject(*object, owner->Registry()->Manager()) ||
+    if (*object && (!IsLiveContextObject(*object) ||
                     !(*object)->metaObject()->inherits(declaringClass))) {
         *object = nullptr;
         return E_INVALIDARG;

@@ -19,6 +19,8 @@ struct WindowRecord {
     DWORD threadId = 0; // 0 when the GUI thread did not know it
     WId parent = 0;
     LONG style = 0;
+    QRect frame;  // screen coordinates
+    QRect client; // screen coordinates
 };
 
 LONG styleOf(const QWindow *window)
@@ -50,6 +52,8 @@ WindowRecord describe(QWindow *window)
     QWindow *parent = window->parent();
     record.parent = parent && parent->handle() ? parent->winId() : 0;
     record.style = styleOf(window);
+    record.frame = window->frameGeometry();
+    record.client = window->geometry();
     return record;
 }
 
@@ -285,6 +289,24 @@ LONG GetWindowLongW(HWND window, int index)
     if (index != GWL_STYLE || !findWindow(window, record, true))
         return 0;
     return record.style;
+}
+
+BOOL GetWindowRect(HWND window, RECT *rect)
+{
+    WindowRecord record;
+    if (!rect || !findWindow(window, record, true))
+        return FALSE;
+    *rect = { record.frame.left(), record.frame.top(), record.frame.right() + 1, record.frame.bottom() + 1 };
+    return TRUE;
+}
+
+BOOL GetClientRect(HWND window, RECT *rect)
+{
+    WindowRecord record;
+    if (!rect || !findWindow(window, record, true))
+        return FALSE;
+    *rect = { 0, 0, record.client.width(), record.client.height() };
+    return TRUE;
 }
 
 BOOL EnumWindows(WNDENUMPROC enumerate, LPARAM parameter)

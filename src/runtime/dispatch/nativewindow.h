@@ -17,6 +17,14 @@
 #define WS_VISIBLE 0x10000000L
 typedef BOOL (*WNDENUMPROC)(HWND window, LPARAM parameter);
 
+// A rectangle as the window functions give it: right and bottom exclusive.
+typedef struct tagRECT {
+    LONG left;
+    LONG top;
+    LONG right;
+    LONG bottom;
+} RECT;
+
 // Any thread. Only windows that already have a native surface count: asking
 // never creates one.
 BOOL IsWindow(HWND window);
@@ -32,6 +40,11 @@ BOOL IsWindowVisible(HWND window);
 // native parent, WS_POPUP for popups, tool tips and splash screens; 0 for
 // other indexes and for no window.
 LONG GetWindowLongW(HWND window, int index);
+// The window's frame in screen coordinates (QWindow::frameGeometry), and
+// its client area in its own coordinates (left and top 0, the size of
+// QWindow::geometry). FALSE for no window or a null rect.
+BOOL GetWindowRect(HWND window, RECT *rect);
+BOOL GetClientRect(HWND window, RECT *rect);
 // Calls enumerate for each top-level native window until it returns FALSE;
 // the windows are those the GUI thread sees at the call. Any thread.
 BOOL EnumWindows(WNDENUMPROC enumerate, LPARAM parameter);

@@ -1,4 +1,4 @@
-#include "objects/qtlibrary.h"
+#include "runtime/qtlibrary.h"
 
 #include <QtGlobal>
 

@@ -1,4 +1,4 @@
-#include "objects/objectprobe.h"
+#include "runtime/objectprobe.h"
 
 #include <cxxabi.h>
 
@@ -7,9 +7,13 @@
 #include <iterator>
 #include <typeinfo>
 
+#include <QPointer>
 #include <QWidget>
 
+#include <pthread.h>
+
 #include "platform/automation.h"
+#include "runtime/deliberateleak.h"
 
 namespace {
 
@@ -163,6 +167,44 @@ bool hasObjectLayout(const void *address)
     return objectDescent == Descent::Derives || objectDescent == Descent::NotDescribed;
 }
 
+struct LastConfirmed {
+    QPointer<QObject> object;
+};
+
+// One cell a thread, kept deliberately, found through a thread-specific key
+// rather than the module's own thread-local storage: the module is unloaded
+// while its threads live on, and storage of an unloaded library confuses
+// the leak checker of sanitizer builds.
+class LastConfirmedCells
+{
+public:
+    LastConfirmedCells() { ready = pthread_key_create(&key, nullptr) == 0; }
+    ~LastConfirmedCells()
+    {
+        if (ready)
+            pthread_key_delete(key);
+    }
+
+    LastConfirmed *find() const { return ready ? static_cast<LastConfirmed *>(pthread_getspecific(key)) : nullptr; }
+
+    LastConfirmed *make()
+    {
+        LastConfirmed *cell = find();
+        if (cell || !ready)
+            return cell;
+        cell = new LastConfirmed;
+        MarkDeliberateLeak(cell);
+        pthread_setspecific(key, cell);
+        return cell;
+    }
+
+private:
+    pthread_key_t key{};
+    bool ready = false;
+};
+
+LastConfirmedCells cells;
+
 } // namespace
 
 bool IsLiveQObject(const void *address)
@@ -193,4 +235,25 @@ QObject *AsLiveQObject(const void *address)
 QWidget *AsLiveWidget(const void *address)
 {
     return IsLiveWidget(address) ? static_cast<QWidget *>(static_cast<QObject *>(const_cast<void *>(address))) : nullptr;
+}
+
+bool IsConfirmedLiveQObject(const void *address)
+{
+    const LastConfirmed *last = cells.find();
+    if (last && address && last->object.data() == address)
+        return true;
+    if (!IsLiveQObject(address))
+        return false;
+    if (LastConfirmed *cell = cells.make())
+        cell->object = static_cast<QObject *>(const_cast<void *>(address));
+    return true;
+}
+
+QWidget *AsConfirmedLiveWidget(const void *address)
+{
+    if (!IsConfirmedLiveQObject(address))
+        return nullptr;
+    bool isWidget = false;
+    RunGuarded([&] { isWidget = static_cast<const QObject *>(address)->isWidgetType(); });
+    return isWidget ? static_cast<QWidget *>(static_cast<QObject *>(const_cast<void *>(address))) : nullptr;
 }

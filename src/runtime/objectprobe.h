@@ -21,3 +21,10 @@ bool IsLiveWidget(const void *address);
 // The address as an object or widget when it passes the test, else null.
 QObject *AsLiveQObject(const void *address);
 QWidget *AsLiveWidget(const void *address);
+
+// IsLiveQObject, cheaply when the thread names the same object again: the
+// last object each thread confirmed is remembered through a QPointer, which
+// Qt clears when the object is destroyed. Thread: the caller's; the object
+// must live on it or be kept alive by its owner meanwhile.
+bool IsConfirmedLiveQObject(const void *address);
+QWidget *AsConfirmedLiveWidget(const void *address);

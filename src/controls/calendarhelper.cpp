@@ -1,0 +1,10 @@
+#include "controls/helperfactories.h"
+
+// Not built yet: the aggregate leaves the field empty.
+HRESULT CreateCalendarWidgetHelper(IUnknown **helper)
+{
+    if (helper)
+        *helper = nullptr;
+    return E_NOTIMPL;
+}
+
