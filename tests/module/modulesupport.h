@@ -17,6 +17,7 @@
 #include "../platform/process_support.h" // ScopedVariable, ScopedFolder
 #include "../qt_support.h"
 #include "host/modulehost.h"
+#include "interfaces/controls.h"
 #include "interfaces/events.h"
 
 namespace moduletest {
@@ -69,6 +70,13 @@ protected:
         objects.reset();
         widgets.reset();
         host.unload();
+    }
+
+    // A control helper interface, asked of the manager as a host asks.
+    template <typename Interface>
+    Ref<Interface> helper(REFIID iid)
+    {
+        return objects.query<Interface>(iid);
     }
 
     // A text the module hands out, as UTF-8; "<null>" for a null BSTR.
