@@ -72,7 +72,9 @@ protected:
         host.unload();
     }
 
-    // A control helper interface, asked of the manager as a host asks.
+    // A control helper interface, asked of the manager as a host asks. A
+    // fixture that keeps one must release it before TearDown unloads the
+    // module.
     template <typename Interface>
     Ref<Interface> helper(REFIID iid)
     {

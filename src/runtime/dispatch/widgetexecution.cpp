@@ -27,7 +27,11 @@ bool ExecuteForWidget(QWidget *widget, ExecuteFunction function, void *argument)
 {
     if (!widget)
         widget = GetMainWidget();
-    const WId window = widget ? widget->effectiveWinId() : 0;
+    WId window = widget ? widget->effectiveWinId() : 0;
+    // A widget Qt has not made yet (on a page never shown) names no window:
+    // its top-level window's thread is its own.
+    if (!window && widget)
+        window = widget->window()->effectiveWinId();
     return ExecuteInWindowThread(HWND(window), function, argument);
 }
 

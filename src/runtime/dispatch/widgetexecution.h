@@ -11,9 +11,10 @@ class QWidget;
 // first top-level widget; else null. The caller's thread.
 QWidget *GetMainWidget();
 
-// Runs function(argument) on the thread of widget's native window, or of
-// the main widget's when widget is null; with neither, the window 0 is
-// asked for, which runs nowhere. Blocks; true when the function ran to its
+// Runs function(argument) on the thread of widget's native window (of its
+// top-level window's while Qt has not made the widget yet), or of the main
+// widget's when widget is null; with neither, the window 0 is asked for,
+// which runs nowhere. Blocks; true when the function ran to its
 // end (ExecuteInWindowThread).
 bool ExecuteForWidget(QWidget *widget, ExecuteFunction function, void *argument);
 
