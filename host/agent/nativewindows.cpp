@@ -21,6 +21,8 @@ std::vector<NativeWindow> nativeWindows()
         entry.parent = parent && parent->handle() ? NativeWindowId(parent->winId()) : 0;
         entry.visible = window->isVisible();
         entry.devicePixelRatio = window->devicePixelRatio();
+        entry.frameX = window->frameGeometry().x();
+        entry.frameY = window->frameGeometry().y();
         entry.window = window;
         result.push_back(entry);
     }

@@ -21,6 +21,10 @@ struct NativeWindow
     // Native pixels per device-independent pixel: what a rectangle the module
     // reports is multiplied by to act on this window's screen.
     double devicePixelRatio = 1.0;
+    // The frame's corner on the screen: where the module's window-relative
+    // rectangles of alien widgets start.
+    int frameX = 0;
+    int frameY = 0;
     QObject *window = nullptr; // the QWindow, for windows that carry no widget
 };
 

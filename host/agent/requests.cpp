@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "host/agent/guiexecutor.h"
+#include "host/agent/itemrequests.h"
 #include "host/agent/moduleview.h"
 #include "host/agent/nativewindows.h"
 #include "host/agent/scriptrequests.h"
@@ -44,11 +45,14 @@ const RequestHandlers::Entry RequestHandlers::table[] = {
     { "set", Thread::Gui, &RequestHandlers::set },
     { "call", Thread::Gui, &RequestHandlers::call },
     { "describe", Thread::Gui, &RequestHandlers::describe },
+    { "items", Thread::Gui, &RequestHandlers::items },
+    { "item", Thread::Gui, &RequestHandlers::item },
     { "quit", Thread::Serving, &RequestHandlers::quit },
 };
 
 RequestHandlers::RequestHandlers(GuiExecutor &executor, ModuleView &module, ProcessFacts facts)
-    : executor(executor), module(module), facts(std::move(facts)), scripts(std::make_unique<ScriptRequests>(module))
+    : executor(executor), module(module), facts(std::move(facts)), scripts(std::make_unique<ScriptRequests>(module)),
+      itemRequests(std::make_unique<ItemRequests>(module))
 {
 }
 
@@ -167,6 +171,16 @@ Reply RequestHandlers::call(const QJsonObject &params)
 Reply RequestHandlers::describe(const QJsonObject &params)
 {
     return scripts->describe(params);
+}
+
+Reply RequestHandlers::items(const QJsonObject &params)
+{
+    return itemRequests->items(params);
+}
+
+Reply RequestHandlers::item(const QJsonObject &params)
+{
+    return itemRequests->item(params);
 }
 
 Reply RequestHandlers::quit(const QJsonObject &)

@@ -16,6 +16,7 @@
 namespace vrqt::agent {
 
 class GuiExecutor;
+class ItemRequests;
 class ModuleView;
 class ScriptRequests;
 
@@ -54,6 +55,8 @@ private:
     Reply set(const QJsonObject &params);
     Reply call(const QJsonObject &params);
     Reply describe(const QJsonObject &params);
+    Reply items(const QJsonObject &params);
+    Reply item(const QJsonObject &params);
 
     Reply onGuiThread(std::function<Reply()> work);
 
@@ -61,6 +64,7 @@ private:
     ModuleView &module;
     ProcessFacts facts;
     std::unique_ptr<ScriptRequests> scripts;
+    std::unique_ptr<ItemRequests> itemRequests;
 };
 
 } // namespace vrqt::agent

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "host/cli/itemcommand.h"
 #include "host/cli/options.h"
 #include "host/cli/programrun.h"
 #include "host/cli/scriptcommand.h"
@@ -36,5 +37,9 @@ int main(int argc, char *argv[])
         std::fputs(usage().c_str(), stdout);
         return kSuccess;
     }
-    return command == "tree" ? runTree(options) : runScript(options);
+    if (command == "tree")
+        return runTree(options);
+    if (command == "items" || command == "item")
+        return runItems(options);
+    return runScript(options);
 }

@@ -25,6 +25,8 @@ constexpr CommandRow kCommands[] = {
     { "set", 3, 3, "OBJECT MEMBER VALUE" },
     { "call", 2, kAny, "OBJECT METHOD [ARGUMENT...]" },
     { "describe", 1, 2, "OBJECT [MEMBER]" },
+    { "items", 1, 1, "OBJECT" },
+    { "item", 3, 4, "OBJECT KEY ACTION [VALUE]" },
 };
 
 const CommandRow *findCommand(const std::string &name)
@@ -185,9 +187,23 @@ std::string usage()
            "  set        write VALUE into an object's property\n"
            "  call       call a method of an object with the ARGUMENTs and print its result\n"
            "  describe   list what the object's type description offers, class by class\n"
+           "  items      list the items of a list, table, tree, combo box, tab widget, menu\n"
+           "             or menu bar with their keys, states and rectangles, or the values\n"
+           "             of a spin box, date-time edit, calendar, check box, radio button,\n"
+           "             line or text edit, tool button or scroll area\n"
+           "  item       act on one item: select, deselect, scroll (lists); expand,\n"
+           "             collapse, scroll, show (trees); scroll, setText VALUE (table\n"
+           "             cells); show, hide, scroll (combo boxes); bringIntoView (tabs);\n"
+           "             set VALUE, step N (an editor's value named by its key)\n"
            "\n"
            "OBJECT is an objectName, a path of them (dialog/okButton), a class with the\n"
            "index the tree shows (Calculator/Button[3]), or @ADDRESS as the tree prints it.\n"
+           "\n"
+           "KEY names an item as `vrqt items` prints it: its text where that is unique\n"
+           "among its siblings, [INDEX] otherwise; a tree path or menu path joined by |\n"
+           "(Animals|[1]|Cat); a table cell as ROW|COLUMN (a header section |COLUMN or\n"
+           "ROW|). A '|', '\\' or leading '[' of a text is written with '\\' before it.\n"
+           "\n"
            "VALUE and ARGUMENTs are read as a script would read them: true and false,\n"
            "numbers, \"quoted text\" or plain text.\n"
            "\n"

@@ -2,28 +2,11 @@
 
 #include <QJsonArray>
 
+#include "host/cli/quoting.h"
+
 namespace vrqt::cli {
 
 namespace {
-
-// Quoted, with the characters that would break a line or a quote escaped.
-std::string quoted(const QJsonValue &value)
-{
-    if (!value.isString())
-        return "?";
-    std::string result = "\"";
-    for (char character : value.toString().toStdString()) {
-        switch (character) {
-        case '"': result += "\\\""; break;
-        case '\\': result += "\\\\"; break;
-        case '\n': result += "\\n"; break;
-        case '\r': result += "\\r"; break;
-        case '\t': result += "\\t"; break;
-        default: result += character;
-        }
-    }
-    return result + "\"";
-}
 
 std::string number(const QJsonValue &value)
 {
