@@ -9,6 +9,8 @@ packages=(
     qtbase5-dev qtbase5-dev-tools
     qt6-base-dev qt6-base-dev-tools
     xvfb xauth x11-utils
+    # Real input for the tests under Xvfb: the X server's test extension.
+    libxtst-dev
     clang libclang-rt-14-dev
     # A Qt program nobody here wrote, for the reference host's tests: the
     # calculator among Qt's widget examples.
