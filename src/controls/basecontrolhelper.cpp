@@ -1,8 +1,8 @@
 #include "controls/basecontrolhelper.h"
 
 #include <QAbstractItemView>
+#include <QWindow>
 
-#include "runtime/dispatch/nativewindow.h"
 #include "runtime/qtlibrary.h"
 
 int ConvertSelectionMode(const QAbstractItemView *view)
@@ -29,12 +29,14 @@ QPoint GetFrameOffset(const QWidget *widget, NativeWindowId window)
     QPoint offset(geometry.left() - frame.left(), geometry.top() - frame.top());
     WORD major = 0, minor = 0;
     GetQtFileVersion(&major, &minor, nullptr);
-    RECT windowRect{}, clientRect{};
-    if ((major > 5 || (major == 5 && minor >= 12)) && window && GetWindowRect(HWND(window), &windowRect)
-        && GetClientRect(HWND(window), &clientRect)) {
+    // The native window's frame and client rectangles, read from the
+    // widget's own window rather than looked up again by its id.
+    const QWindow *native = widget->windowHandle();
+    if ((major > 5 || (major == 5 && minor >= 12)) && window && native && WId(window) == native->winId()) {
+        const QRect windowRect = native->frameGeometry();
         // Half of what the frame adds to the width: the left border, where
         // the borders are alike.
-        offset.setX((windowRect.right - clientRect.right - windowRect.left) / 2);
+        offset.setX((windowRect.right() + 1 - native->geometry().width() - windowRect.left()) / 2);
     }
     return offset;
 }
@@ -47,8 +49,11 @@ int MapToWindow(const QWidget *widget, QPoint *point)
     const QWidget *owner = window ? QWidget::find(window) : nullptr;
     if (!owner)
         return 0;
+    // Through the screen and back, as mapToGlobal and mapFromGlobal go; an
+    // owner that is the widget's ancestor (it always is) maps directly.
     if (owner != widget)
-        *point = owner->mapFromGlobal(widget->mapToGlobal(*point)) + GetFrameOffset(owner, window);
+        *point = (owner->isAncestorOf(widget) ? widget->mapTo(owner, *point) : owner->mapFromGlobal(widget->mapToGlobal(*point)))
+                 + GetFrameOffset(owner, window);
     return int(window);
 }
 

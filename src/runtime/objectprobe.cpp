@@ -169,6 +169,7 @@ bool hasObjectLayout(const void *address)
 
 struct LastConfirmed {
     QPointer<QObject> object;
+    bool isWidget = false;
 };
 
 // One cell a thread, kept deliberately, found through a thread-specific key
@@ -237,23 +238,38 @@ QWidget *AsLiveWidget(const void *address)
     return IsLiveWidget(address) ? static_cast<QWidget *>(static_cast<QObject *>(const_cast<void *>(address))) : nullptr;
 }
 
-bool IsConfirmedLiveQObject(const void *address)
+namespace {
+
+// The thread's last confirmed object when address is it, else null.
+const LastConfirmed *confirmedAgain(const void *address)
 {
     const LastConfirmed *last = cells.find();
-    if (last && address && last->object.data() == address)
+    return last && address && last->object.data() == address ? last : nullptr;
+}
+
+} // namespace
+
+bool IsConfirmedLiveQObject(const void *address)
+{
+    if (confirmedAgain(address))
         return true;
     if (!IsLiveQObject(address))
         return false;
-    if (LastConfirmed *cell = cells.make())
+    if (LastConfirmed *cell = cells.make()) {
         cell->object = static_cast<QObject *>(const_cast<void *>(address));
+        RunGuarded([&] { cell->isWidget = cell->object->isWidgetType(); });
+    }
     return true;
 }
 
 QWidget *AsConfirmedLiveWidget(const void *address)
 {
-    if (!IsConfirmedLiveQObject(address))
-        return nullptr;
-    bool isWidget = false;
-    RunGuarded([&] { isWidget = static_cast<const QObject *>(address)->isWidgetType(); });
+    const LastConfirmed *last = confirmedAgain(address);
+    bool isWidget = last && last->isWidget;
+    if (!last) {
+        if (!IsConfirmedLiveQObject(address))
+            return nullptr;
+        RunGuarded([&] { isWidget = static_cast<const QObject *>(address)->isWidgetType(); });
+    }
     return isWidget ? static_cast<QWidget *>(static_cast<QObject *>(const_cast<void *>(address))) : nullptr;
 }

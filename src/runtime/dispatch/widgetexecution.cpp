@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QMainWindow>
 #include <QMenu>
+#include <QThread>
 
 #include "runtime/dispatch/execution.h"
 
@@ -32,6 +33,14 @@ bool ExecuteForWidget(QWidget *widget, ExecuteFunction function, void *argument)
     // its top-level window's thread is its own.
     if (!window && widget)
         window = widget->window()->effectiveWinId();
+    // The direct road for a widget of the calling thread: a call aimed at
+    // the caller's own thread runs at once, without finding the window's
+    // thread through the window table first.
+    if (window && widget->thread() == QThread::currentThread()) {
+        if (function)
+            function(argument);
+        return true;
+    }
     return ExecuteInWindowThread(HWND(window), function, argument);
 }
 
