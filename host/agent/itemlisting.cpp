@@ -47,6 +47,12 @@ QString Text(Read read)
     return SUCCEEDED(read(text.out())) ? TextOf(text) : QString();
 }
 
+// Whether className is among the widget's classes.
+bool IsOfClass(HelperAccess &access, QWidget *widget, const char *className)
+{
+    return ClassChain(reinterpret_cast<QObject *>(widget), access.objectsHelper()).contains(QLatin1String(className));
+}
+
 // Items named by key among siblings, in order.
 QJsonArray Keyed(const QStringList &texts, const std::function<QJsonObject(int index)> &item)
 {
@@ -77,9 +83,7 @@ Reply ListList(HelperAccess &access, QWidget *widget)
         viewports->GetViewPort(widget, 0, &viewport);
     // The helper maps the rows of a list widget to its window; those of any
     // other list view stay in viewport coordinates.
-    bool itemsAreWidgetItems = false;
-    for (const QString &className : ClassChain(reinterpret_cast<QObject *>(widget), access.objectsHelper()))
-        itemsAreWidgetItems = itemsAreWidgetItems || className == QLatin1String("QListWidget");
+    const bool itemsAreWidgetItems = IsOfClass(access, widget, "QListWidget");
     const NativeWindowId window = access.windowOf(widget);
     QStringList texts;
     for (int row = 0; row < count && row < kMostItems; ++row)
@@ -147,8 +151,11 @@ Reply ListTable(HelperAccess &access, QWidget *widget)
 class TreeLister
 {
 public:
-    TreeLister(HelperAccess &access, IvrQtTreeViewHelper *tree, QWidget *widget, int columns)
-        : access(access), tree(tree), widget(widget), columns(columns), window(access.windowOf(widget))
+    // viewport is set for a tree view over any model, whose rectangles the
+    // helper leaves in viewport coordinates; a tree widget's are mapped to
+    // its window.
+    TreeLister(HelperAccess &access, IvrQtTreeViewHelper *tree, QWidget *widget, int columns, QWidget *viewport)
+        : access(access), tree(tree), widget(widget), columns(columns), window(access.windowOf(widget)), viewport(viewport)
     {
     }
 
@@ -181,7 +188,8 @@ public:
             }
             int x = 0, y = 0, width = 0, height = 0;
             if (SUCCEEDED(tree->GetItemRect(widget, path.get(), 0, &x, &y, &width, &height, &failedAt)))
-                entry.insert(QStringLiteral("rect"), access.windowRect(x, y, width, height, window));
+                entry.insert(QStringLiteral("rect"), viewport ? access.viewportRect(x, y, width, height, viewport)
+                                                              : access.windowRect(x, y, width, height, window));
             const QJsonArray below = children(indexes, itemPath);
             if (!below.isEmpty())
                 entry.insert(QStringLiteral("children"), below);
@@ -197,6 +205,7 @@ private:
     QWidget *widget;
     int columns;
     NativeWindowId window;
+    QWidget *viewport;
     int listed = 0;
 };
 
@@ -218,8 +227,13 @@ Reply ListTree(HelperAccess &access, QWidget *widget)
         int failedAt = -1;
         headers.append(Text([&](BSTR *text) { return tree->GetItemText(widget, header, column, text, &failedAt); }));
     }
+    QWidget *viewport = nullptr;
+    if (!IsOfClass(access, widget, "QTreeWidget")) {
+        if (const Ref<IvrQtViewPortProviderHelper> viewports = primary.query<IvrQtViewPortProviderHelper>(IID_IvrQtViewPortProviderHelper))
+            viewports->GetViewPort(widget, 0, &viewport);
+    }
     std::vector<int> indexes;
-    TreeLister lister(access, tree.get(), widget, columns);
+    TreeLister lister(access, tree.get(), widget, columns, viewport);
     return Reply::success(QJsonObject{ { QStringLiteral("columnCount"), columns }, { QStringLiteral("headers"), headers },
                                        { QStringLiteral("items"), lister.children(indexes, QString()) } });
 }
