@@ -7,12 +7,9 @@
 #include <QRadioButton>
 #include <QStyleOptionButton>
 #include <QTextEdit>
-#include <QThread>
 
 #include <array>
-#include <atomic>
 #include <string>
-#include <thread>
 #include <tuple>
 
 #include "modulesupport.h"
@@ -111,10 +108,6 @@ TEST_F(TextsAndButtons, LineEditTextsPasswordCharactersAndSelections)
     EXPECT_EQ(S_OK, lines->SetText(&line, written.get()));
     EXPECT_EQ(QStringLiteral("h\u00e9llo w\u00f6rld"), line.text());
     EXPECT_EQ("h\u00e9llo w\u00f6rld", textOf([&](BSTR *out) { return lines->GetText(&line, out); }));
-    line.setMaxLength(12);
-    int length = 0;
-    EXPECT_EQ(S_OK, lines->GetMaxLength(&line, &length));
-    EXPECT_EQ(12, length);
 
     const std::pair<QLineEdit::EchoMode, const char *> echoes[] = {
         { QLineEdit::Normal, "<null>" },
@@ -143,30 +136,12 @@ TEST_F(TextsAndButtons, TextEditSelectionsOverParagraphs)
     *written.out() = SysAllocString(u"first\nsecond");
     EXPECT_EQ(S_OK, texts->SetText(&text, written.get()));
     EXPECT_EQ(QStringLiteral("first\nsecond"), text.toPlainText());
-    EXPECT_EQ("first\nsecond", textOf([&](BSTR *out) { return texts->GetText(&text, out); }));
 
     selectInText(3, 3);
     EXPECT_EQ(Selection(-1, -1, "<null>"), selection(texts.get(), &text));
     // One line break between the paragraphs, also selected backwards.
     selectInText(9, 3);
     EXPECT_EQ(Selection(3, 9, "st\nsec"), selection(texts.get(), &text));
-}
-
-TEST_F(TextsAndButtons, SetTextFromAHostThreadRunsOnTheGuiThread)
-{
-    auto lines = helper<IvrQtLineEditHelper>(IID_IvrQtLineEditHelper);
-    ASSERT_TRUE(lines);
-    QThread *changedOn = nullptr;
-    QObject::connect(&line, &QLineEdit::textChanged, [&] { changedOn = QThread::currentThread(); });
-    Bstr value;
-    *value.out() = SysAllocString(u"from the host");
-    std::atomic<HRESULT> result{ E_UNEXPECTED };
-    std::thread host([&] { result = lines->SetText(&line, value.get()); });
-    EXPECT_TRUE(waitUntil([&] { return result.load() != E_UNEXPECTED; }, 20000));
-    host.join();
-    EXPECT_EQ(S_OK, result.load());
-    EXPECT_EQ(QStringLiteral("from the host"), line.text());
-    EXPECT_EQ(window.thread(), changedOn);
 }
 
 TEST_F(TextsAndButtons, CheckStatesCrossInTheHostsNumbering)
@@ -192,12 +167,6 @@ TEST_F(TextsAndButtons, CheckStatesCrossInTheHostsNumbering)
         EXPECT_EQ(S_OK, checks->IsTristate(&check, &tristate));
         EXPECT_EQ(row.qt == Qt::PartiallyChecked ? VARIANT_TRUE : VARIANT_FALSE, tristate);
     }
-
-    auto radios = helper<IvrQtRadioButtonHelper>(IID_IvrQtRadioButtonHelper);
-    VARIANT_BOOL checked = 1;
-    radio.setChecked(true);
-    EXPECT_EQ(S_OK, radios->IsChecked(&radio, &checked));
-    EXPECT_EQ(VARIANT_TRUE, checked);
 }
 
 TEST_F(TextsAndButtons, ClickRectanglesAreTheStylesInWindowCoordinates)

@@ -12,7 +12,6 @@
 
 #include <array>
 #include <limits>
-#include <memory>
 
 #include "modulesupport.h"
 
@@ -82,9 +81,6 @@ TEST_F(ControlValues, SpinBoxValuesLimitsAndSteps)
     EXPECT_EQ(S_OK, spins->GetMinimum(&spin, &value[1]));
     EXPECT_EQ(S_OK, spins->GetMaximum(&spin, &value[2]));
     EXPECT_EQ((std::array<int, 3>{ 4, -5, 20 }), value);
-    // Qt keeps the value inside the limits.
-    EXPECT_EQ(S_OK, spins->SetValue(&spin, 99));
-    EXPECT_EQ(20, spin.value());
 
     doubleSpin.setRange(-1.5, 2.25);
     doubleSpin.setSingleStep(0.5);
@@ -95,7 +91,6 @@ TEST_F(ControlValues, SpinBoxValuesLimitsAndSteps)
     EXPECT_EQ(S_OK, doubles->GetMinimum(&doubleSpin, &real[1]));
     EXPECT_EQ(S_OK, doubles->GetMaximum(&doubleSpin, &real[2]));
     EXPECT_EQ((std::array<double, 3>{ 1.75, -1.5, 2.25 }), real);
-    EXPECT_EQ(E_POINTER, spins->GetMinimum(&spin, nullptr));
 }
 
 TEST_F(ControlValues, DateTimeEditLimitsAndValuesAsVariantTime)
@@ -150,15 +145,6 @@ TEST_F(ControlValues, DateTimeEditViewPortIsTheCalendarOfItsOpenPopup)
     ASSERT_TRUE(waitUntil([this] { return calendarPopup(dateTime) && calendarPopup(dateTime)->isVisible(); }));
     EXPECT_EQ(S_OK, viewPorts->GetViewPort(&dateTime, 7, &viewPort));
     EXPECT_EQ(dateTime.calendarWidget(), viewPort);
-    EXPECT_NE(nullptr, viewPort);
-
-    // A popup whose calendar went elsewhere.
-    calendarPopup(dateTime)->hide();
-    std::unique_ptr<QCalendarWidget> moved(dateTime.calendarWidget());
-    moved->setParent(nullptr);
-    viewPort = &window;
-    EXPECT_EQ(E_FAIL, viewPorts->GetViewPort(&dateTime, 0, &viewPort));
-    EXPECT_EQ(nullptr, viewPort);
 
     // Only the first child of that class name counts: here no widget.
     QDateTimeEdit other(&window);
@@ -169,7 +155,6 @@ TEST_F(ControlValues, DateTimeEditViewPortIsTheCalendarOfItsOpenPopup)
     viewPort = &window;
     EXPECT_EQ(S_OK, viewPorts->GetViewPort(&other, 0, &viewPort));
     EXPECT_EQ(nullptr, viewPort);
-    EXPECT_EQ(E_POINTER, viewPorts->GetViewPort(&dateTime, 0, nullptr));
 }
 
 TEST_F(ControlValues, CalendarDatesAndViewPort)
