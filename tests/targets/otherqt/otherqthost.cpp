@@ -25,6 +25,8 @@ int main(int argc, char *argv[])
         return 1;
     }
     std::printf("%s\n", host.error().c_str());
+    // Before any exit handler (a sanitizer's) ends the process.
+    std::fflush(stdout);
     // Still whole: the button can be clicked.
     int clicks = 0;
     QObject::connect(&button, &QPushButton::clicked, [&clicks] { ++clicks; });
