@@ -7,6 +7,7 @@
 #include <QRect>
 #include <QString>
 
+#include "controls/basecontrolhelper.h"
 #include "platform/automation.h"
 
 class QAbstractItemView;
@@ -42,3 +43,31 @@ public:
 protected:
     ~CAbstractItemViewHelper() = default;
 };
+
+// The selection operations that the list and the table share, for a view
+// of class View: the host's code of its selection mode, and select all
+// (-1) or clear (any other value) on the view's thread.
+template <typename View>
+HRESULT ViewSelectionMode(QWidget *widget, int *mode)
+{
+    if (!mode)
+        return E_POINTER;
+    return WithWidget<View>(widget, [&](View *view) {
+        *mode = ConvertSelectionMode(view);
+        return S_OK;
+    });
+}
+
+template <typename View>
+HRESULT SelectAllOrClear(QWidget *widget, VARIANT_BOOL selected)
+{
+    return WithWidget<View>(widget, [&](View *view) {
+        RunForWidget(view, [&] {
+            if (selected == VARIANT_TRUE)
+                view->selectAll();
+            else
+                view->clearSelection();
+        });
+        return S_OK;
+    });
+}

@@ -164,25 +164,12 @@ HRESULT CvrQtListViewHelper::GetItemCount(QWidget *widget, int *count)
 
 HRESULT CvrQtListViewHelper::GetSelectionMode(QWidget *widget, int *mode)
 {
-    if (!mode)
-        return E_POINTER;
-    return WithWidget<QListView>(widget, [&](QListView *view) {
-        *mode = ConvertSelectionMode(view);
-        return S_OK;
-    });
+    return ViewSelectionMode<QListView>(widget, mode);
 }
 
 HRESULT CvrQtListViewHelper::SetAllSelected(QWidget *widget, VARIANT_BOOL selected)
 {
-    return WithWidget<QListView>(widget, [&](QListView *view) {
-        RunForWidget(view, [&] {
-            if (selected == VARIANT_TRUE)
-                view->selectAll();
-            else
-                view->clearSelection();
-        });
-        return S_OK;
-    });
+    return SelectAllOrClear<QListView>(widget, selected);
 }
 
 HRESULT CvrQtListViewHelper::GetViewPort(QWidget *widget, int which, QWidget **viewPort)

@@ -195,25 +195,12 @@ HRESULT CvrQtTableViewHelper::GetItemCount(QWidget *widget, int *count)
 
 HRESULT CvrQtTableViewHelper::GetSelectionMode(QWidget *widget, int *mode)
 {
-    if (!mode)
-        return E_POINTER;
-    return WithWidget<QTableView>(widget, [&](QTableView *view) {
-        *mode = ConvertSelectionMode(view);
-        return S_OK;
-    });
+    return ViewSelectionMode<QTableView>(widget, mode);
 }
 
 HRESULT CvrQtTableViewHelper::SetAllSelected(QWidget *widget, VARIANT_BOOL selected)
 {
-    return WithWidget<QTableView>(widget, [&](QTableView *view) {
-        RunForWidget(view, [&] {
-            if (selected == VARIANT_TRUE)
-                view->selectAll();
-            else
-                view->clearSelection();
-        });
-        return S_OK;
-    });
+    return SelectAllOrClear<QTableView>(widget, selected);
 }
 
 HRESULT CvrQtTableViewHelper::GetViewPort(QWidget *widget, int which, QWidget **viewPort)
