@@ -67,50 +67,58 @@ struct IvrQtBaseItemsWidgetHelper : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE SetAllSelected(QWidget *widget, VARIANT_BOOL selected) = 0;
 };
 
+// The one slot list of the view and the widget interface below.
+#define VRQT_LIST_VIEW_OPERATIONS \
+    virtual HRESULT STDMETHODCALLTYPE GetSelectedItems(QWidget *widget, VARIANT *rows) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE IsItemSelected(QWidget *widget, int row, VARIANT_BOOL *selected) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE GetItemText(QWidget *widget, int row, BSTR *text) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE GetItemRect(QWidget *widget, int row, int *x, int *y, int *width, int *height) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE SelectItem(QWidget *widget, int row, VARIANT_BOOL selected) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE GetCurrentRow(QWidget *widget, int *row) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE ScrollToItem(QWidget *widget, int row) = 0;
+
 // QListView; IvrQtListWidgetHelper has the same operations for QListWidget.
 struct IvrQtListViewHelper : IUnknown {
-    virtual HRESULT STDMETHODCALLTYPE GetSelectedItems(QWidget *widget, VARIANT *rows) = 0;
-    virtual HRESULT STDMETHODCALLTYPE IsItemSelected(QWidget *widget, int row, VARIANT_BOOL *selected) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetItemText(QWidget *widget, int row, BSTR *text) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetItemRect(QWidget *widget, int row, int *x, int *y, int *width, int *height) = 0;
-    virtual HRESULT STDMETHODCALLTYPE SelectItem(QWidget *widget, int row, VARIANT_BOOL selected) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetCurrentRow(QWidget *widget, int *row) = 0;
-    virtual HRESULT STDMETHODCALLTYPE ScrollToItem(QWidget *widget, int row) = 0;
+    VRQT_LIST_VIEW_OPERATIONS
 };
 
 struct IvrQtListWidgetHelper : IUnknown {
-    virtual HRESULT STDMETHODCALLTYPE GetSelectedItems(QWidget *widget, VARIANT *rows) = 0;
-    virtual HRESULT STDMETHODCALLTYPE IsItemSelected(QWidget *widget, int row, VARIANT_BOOL *selected) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetItemText(QWidget *widget, int row, BSTR *text) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetItemRect(QWidget *widget, int row, int *x, int *y, int *width, int *height) = 0;
-    virtual HRESULT STDMETHODCALLTYPE SelectItem(QWidget *widget, int row, VARIANT_BOOL selected) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetCurrentRow(QWidget *widget, int *row) = 0;
-    virtual HRESULT STDMETHODCALLTYPE ScrollToItem(QWidget *widget, int row) = 0;
+    VRQT_LIST_VIEW_OPERATIONS
 };
+
+// The one slot list of the view and the widget interface below.
+#define VRQT_TABLE_VIEW_OPERATIONS \
+    virtual HRESULT STDMETHODCALLTYPE GetRowCount(QWidget *widget, int *count) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE GetHorizontalHeaderText(QWidget *widget, int index, BSTR *text) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE GetVerticalHeaderText(QWidget *widget, int index, BSTR *text) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE GetCellText(QWidget *widget, int row, int column, BSTR *text) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE SetCellText(QWidget *widget, int row, int column, BSTR text) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE GetCellRect(QWidget *widget, int row, int column, int *x, int *y, int *width, \
+                                                  int *height) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE ScrollToCell(QWidget *widget, int row, int column) = 0;
 
 // QTableView; IvrQtTableWidgetHelper has the same operations for
 // QTableWidget. A row or column of -1 names a header section.
 struct IvrQtTableViewHelper : IUnknown {
-    virtual HRESULT STDMETHODCALLTYPE GetRowCount(QWidget *widget, int *count) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetHorizontalHeaderText(QWidget *widget, int index, BSTR *text) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetVerticalHeaderText(QWidget *widget, int index, BSTR *text) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetCellText(QWidget *widget, int row, int column, BSTR *text) = 0;
-    virtual HRESULT STDMETHODCALLTYPE SetCellText(QWidget *widget, int row, int column, BSTR text) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetCellRect(QWidget *widget, int row, int column, int *x, int *y, int *width,
-                                                  int *height) = 0;
-    virtual HRESULT STDMETHODCALLTYPE ScrollToCell(QWidget *widget, int row, int column) = 0;
+    VRQT_TABLE_VIEW_OPERATIONS
 };
 
 struct IvrQtTableWidgetHelper : IUnknown {
-    virtual HRESULT STDMETHODCALLTYPE GetRowCount(QWidget *widget, int *count) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetHorizontalHeaderText(QWidget *widget, int index, BSTR *text) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetVerticalHeaderText(QWidget *widget, int index, BSTR *text) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetCellText(QWidget *widget, int row, int column, BSTR *text) = 0;
-    virtual HRESULT STDMETHODCALLTYPE SetCellText(QWidget *widget, int row, int column, BSTR text) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetCellRect(QWidget *widget, int row, int column, int *x, int *y, int *width,
-                                                  int *height) = 0;
-    virtual HRESULT STDMETHODCALLTYPE ScrollToCell(QWidget *widget, int row, int column) = 0;
+    VRQT_TABLE_VIEW_OPERATIONS
 };
+
+// The one slot list of the view and the widget interface below.
+#define VRQT_TREE_VIEW_OPERATIONS \
+    virtual HRESULT STDMETHODCALLTYPE GetChildCount(QWidget *widget, VARIANT path, int *count, int *failedAt) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE GetItemText(QWidget *widget, VARIANT path, int column, BSTR *text, int *failedAt) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE IsItemExpanded(QWidget *widget, VARIANT path, VARIANT_BOOL *expanded, int *failedAt) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE IsItemSelected(QWidget *widget, VARIANT path, VARIANT_BOOL *selected, int *failedAt) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE IsItemVisible(QWidget *widget, VARIANT path, VARIANT_BOOL *visible, int *failedAt) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE SetItemExpanded(QWidget *widget, VARIANT path, VARIANT_BOOL expand, int *failedAt) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE GetItemRect(QWidget *widget, VARIANT path, int column, int *x, int *y, int *width, \
+                                                  int *height, int *failedAt) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE ScrollItemIntoView(QWidget *widget, VARIANT path, int column, int *failedAt) = 0; \
+    virtual HRESULT STDMETHODCALLTYPE ShowItem(QWidget *widget, VARIANT path, int column, int *failedAt) = 0;
 
 // QTreeView; IvrQtTreeWidgetHelper has the same operations for QTreeWidget.
 // A path is a VARIANT holding a one-dimensional SAFEARRAY of VARIANTs, top
@@ -118,29 +126,11 @@ struct IvrQtTableWidgetHelper : IUnknown {
 // crosses by value; the helper neither clears nor keeps it. failedAt is -1,
 // or the position of the first element that did not resolve (E_FAIL).
 struct IvrQtTreeViewHelper : IUnknown {
-    virtual HRESULT STDMETHODCALLTYPE GetChildCount(QWidget *widget, VARIANT path, int *count, int *failedAt) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetItemText(QWidget *widget, VARIANT path, int column, BSTR *text, int *failedAt) = 0;
-    virtual HRESULT STDMETHODCALLTYPE IsItemExpanded(QWidget *widget, VARIANT path, VARIANT_BOOL *expanded, int *failedAt) = 0;
-    virtual HRESULT STDMETHODCALLTYPE IsItemSelected(QWidget *widget, VARIANT path, VARIANT_BOOL *selected, int *failedAt) = 0;
-    virtual HRESULT STDMETHODCALLTYPE IsItemVisible(QWidget *widget, VARIANT path, VARIANT_BOOL *visible, int *failedAt) = 0;
-    virtual HRESULT STDMETHODCALLTYPE SetItemExpanded(QWidget *widget, VARIANT path, VARIANT_BOOL expand, int *failedAt) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetItemRect(QWidget *widget, VARIANT path, int column, int *x, int *y, int *width,
-                                                  int *height, int *failedAt) = 0;
-    virtual HRESULT STDMETHODCALLTYPE ScrollItemIntoView(QWidget *widget, VARIANT path, int column, int *failedAt) = 0;
-    virtual HRESULT STDMETHODCALLTYPE ShowItem(QWidget *widget, VARIANT path, int column, int *failedAt) = 0;
+    VRQT_TREE_VIEW_OPERATIONS
 };
 
 struct IvrQtTreeWidgetHelper : IUnknown {
-    virtual HRESULT STDMETHODCALLTYPE GetChildCount(QWidget *widget, VARIANT path, int *count, int *failedAt) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetItemText(QWidget *widget, VARIANT path, int column, BSTR *text, int *failedAt) = 0;
-    virtual HRESULT STDMETHODCALLTYPE IsItemExpanded(QWidget *widget, VARIANT path, VARIANT_BOOL *expanded, int *failedAt) = 0;
-    virtual HRESULT STDMETHODCALLTYPE IsItemSelected(QWidget *widget, VARIANT path, VARIANT_BOOL *selected, int *failedAt) = 0;
-    virtual HRESULT STDMETHODCALLTYPE IsItemVisible(QWidget *widget, VARIANT path, VARIANT_BOOL *visible, int *failedAt) = 0;
-    virtual HRESULT STDMETHODCALLTYPE SetItemExpanded(QWidget *widget, VARIANT path, VARIANT_BOOL expand, int *failedAt) = 0;
-    virtual HRESULT STDMETHODCALLTYPE GetItemRect(QWidget *widget, VARIANT path, int column, int *x, int *y, int *width,
-                                                  int *height, int *failedAt) = 0;
-    virtual HRESULT STDMETHODCALLTYPE ScrollItemIntoView(QWidget *widget, VARIANT path, int column, int *failedAt) = 0;
-    virtual HRESULT STDMETHODCALLTYPE ShowItem(QWidget *widget, VARIANT path, int column, int *failedAt) = 0;
+    VRQT_TREE_VIEW_OPERATIONS
 };
 
 // QMenu, and a QMenuBar through the bar's helper. Items are positions in
