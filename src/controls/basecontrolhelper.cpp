@@ -33,10 +33,10 @@ QPoint GetFrameOffset(const QWidget *widget, NativeWindowId window)
     // widget's own window rather than looked up again by its id.
     const QWindow *native = widget->windowHandle();
     if ((major > 5 || (major == 5 && minor >= 12)) && window && native && WId(window) == native->winId()) {
-        const QRect windowRect = native->frameGeometry();
         // Half of what the frame adds to the width: the left border, where
         // the borders are alike.
-        offset.setX((windowRect.right() + 1 - native->geometry().width() - windowRect.left()) / 2);
+        const QMargins frame = native->frameMargins();
+        offset.setX((frame.left() + frame.right()) / 2);
     }
     return offset;
 }
@@ -46,7 +46,9 @@ int MapToWindow(const QWidget *widget, QPoint *point)
     if (!widget)
         return 0;
     const WId window = widget->effectiveWinId();
-    const QWidget *owner = window ? QWidget::find(window) : nullptr;
+    // The widget that carries that window: the widget or its nearest native
+    // ancestor, as effectiveWinId found it.
+    const QWidget *owner = !window ? nullptr : widget->internalWinId() ? widget : widget->nativeParentWidget();
     if (!owner)
         return 0;
     // Through the screen and back, as mapToGlobal and mapFromGlobal go; an

@@ -11,7 +11,9 @@
 // The handler is installed on first use. Asking the kernel whether it is
 // still in place costs a system call per signal, so a guard looks again only
 // when something may have changed it: a library was loaded or unloaded
-// since the last look, or the last look is more than kLookInterval old. A
+// since the last look (through LoadLibrary at once, through any other road
+// within a tick of the coarse clock), or the last look is more than
+// kLookInterval old. A
 // handler installed after ours is then kept in the chain (called first for
 // faults outside guards) and ours is put back on top; until then the newer
 // handler sees faults first, and one that passes them on to ours (as
@@ -162,8 +164,9 @@ std::atomic<unsigned long long> lastImageGeneration{ 0 };
 bool lookDue()
 {
     const long long last = lastLook.load(std::memory_order_acquire);
-    return last < 0 || coarseNow() - last >= kLookInterval
-        || imageGeneration() != lastImageGeneration.load(std::memory_order_relaxed);
+    const long long now = coarseNow();
+    return last < 0 || now - last >= kLookInterval
+        || recentImageGeneration(now) != lastImageGeneration.load(std::memory_order_relaxed);
 }
 
 // Puts our handler on top of each signal, keeping what was there in the
@@ -175,8 +178,8 @@ void ensureInstalled()
     // Noted before the look, so that a change made during it is found by
     // the next one, and published after it, so that no guard skips a look
     // before the handler is in place.
-    const unsigned long long generation = imageGeneration();
     const long long now = coarseNow();
+    const unsigned long long generation = recentImageGeneration(now);
     for (int slot = 0; slot < kSignalCount; ++slot) {
         struct sigaction current;
         if (sigaction(kSignals[slot], nullptr, &current) != 0 || isOurs(current))

@@ -173,6 +173,29 @@ unsigned long long imageGeneration()
     return generation;
 }
 
+namespace {
+
+// The last reading of the loader's count, and the coarse time it was taken
+// plus one (0: read again at the next call).
+std::atomic<unsigned long long> recentGeneration{ 0 };
+std::atomic<long long> recentGenerationAt{ 0 };
+
+} // namespace
+
+unsigned long long recentImageGeneration(long long coarseNow)
+{
+    if (recentGenerationAt.load(std::memory_order_acquire) != coarseNow + 1) {
+        recentGeneration.store(imageGeneration(), std::memory_order_relaxed);
+        recentGenerationAt.store(coarseNow + 1, std::memory_order_release);
+    }
+    return recentGeneration.load(std::memory_order_relaxed);
+}
+
+void noteImagesChanged()
+{
+    recentGenerationAt.store(0, std::memory_order_release);
+}
+
 MappingQuery queryMapping(uintptr_t address, MemoryRegion &region)
 {
     MapQueryState &state = mapQueryState();

@@ -42,6 +42,15 @@ std::vector<LoadedImage> loadedImages(std::vector<AddressRange> *executable = nu
 // A number that changes whenever an object is loaded or unloaded.
 unsigned long long imageGeneration();
 
+// imageGeneration as read at most one tick of the coarse clock ago, for
+// callers too frequent to take the loader's lock each time; coarseNow is the
+// caller's reading of CLOCK_MONOTONIC_COARSE in nanoseconds. A load or
+// unload through LoadLibrary or FreeLibrary is seen at once. Any thread.
+unsigned long long recentImageGeneration(long long coarseNow);
+
+// Tells recentImageGeneration that objects were loaded or unloaded.
+void noteImagesChanged();
+
 enum class MappingQuery { Found, Unmapped, Unsupported };
 
 // The mapping that contains address, asked of the kernel directly

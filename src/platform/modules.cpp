@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/memorymap.h"
 #include "platform/system.h"
 #include "platform/utf.h"
 
@@ -261,6 +262,7 @@ PLATFORM_API HMODULE LoadLibraryA(LPCSTR fileName)
         return nullptr;
     }
     void *handle = *fileName ? dlopen(fileName, RTLD_NOW) : nullptr;
+    platform::noteImagesChanged();
     link_map *map = nullptr;
     if (!handle || dlinfo(handle, RTLD_DI_LINKMAP, &map) != 0 || !map) {
         if (handle)
@@ -292,6 +294,7 @@ PLATFORM_API BOOL FreeLibrary(HMODULE module)
     }
     dlclose(handle); // the reference openLoaded just took
     dlclose(handle); // the caller's; fails harmlessly for start-up modules
+    platform::noteImagesChanged();
     return TRUE;
 }
 
