@@ -22,7 +22,14 @@ void CQObjectListener::Initialize(QObject *watched, const GUID &id, IvrQtEventsN
     sink = newSink;
     subscriptionId = id;
     sender = watched;
+    AdoptThreadOf(watched);
     Attach();
+}
+
+void CQObjectListener::AdoptThreadOf(QObject *watched)
+{
+    if (watched && thread() != watched->thread())
+        moveToThread(watched->thread());
 }
 
 void CQObjectListener::ConnectSignal(const char *signal, const char *slot)

@@ -19,9 +19,13 @@ public:
     CQObjectListener();
     ~CQObjectListener() override;
 
-    // The only entry after construction: takes a reference to sink (the old
-    // one is released), keeps subscriptionId and sender, and attaches.
+    // The only entry after construction, on the thread that made the
+    // listener: takes a reference to sink (the old one is released), keeps
+    // subscriptionId and sender, moves to sender's thread (where its slots
+    // and event filter run) and attaches.
     void Initialize(QObject *sender, const GUID &subscriptionId, IvrQtEventsNotifierInternal *sink);
+
+    const GUID &SubscriptionId() const { return subscriptionId; }
 
     // Connects sender's signal to this listener's slot, direct; the result
     // is not looked at.
@@ -38,6 +42,11 @@ public:
     virtual void Notify(const GUID *eventId, VARIANT value, void *extra);
 
 protected:
+    // Moves this listener to watched's thread, where its slots and event
+    // filter run: Qt filters an object's events only through a filter of
+    // the object's own thread. The thread that made the listener.
+    void AdoptThreadOf(QObject *watched);
+
     QObject *sender = nullptr; // not owned; null before attaching and after its death
     GUID subscriptionId = GUID_NULL;
     std::vector<CQObjectListener *> children; // owned

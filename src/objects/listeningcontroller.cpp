@@ -12,9 +12,6 @@
 
 namespace {
 
-// The subscription under which a controller's listener reports.
-DEFINE_IID(controllerSubscriptionId, 0x762C37F4, 0x936D, 0x4699, 0x9A, 0xAE, 0xF8, 0xB1, 0x87, 0x1C, 0x48, 0x2A);
-
 // Trivially destructible, both: the list is emptied at the module's
 // detach, after the library's ordinary statics are gone.
 struct AbandonedListener {
@@ -50,7 +47,7 @@ HRESULT CvrQtObjectController_ObjectListener::Attach(QObject *object)
     proxy->QueryInterface(IID_IvrQtEventsNotifierInternal, sink.putVoid());
     objectThread = ThreadIdOfQThread(object->thread());
     listener = new CQObjectListener;
-    listener->Initialize(object, controllerSubscriptionId, sink.get());
+    listener->Initialize(object, SubscriptionObjectController, sink.get());
     return S_OK;
 }
 

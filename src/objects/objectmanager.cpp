@@ -8,6 +8,7 @@
 #include "runtime/objectprobe.h"
 #include "objects/qpointercontroller.h"
 #include "controls/controlshelper.h"
+#include "events/eventsnotifier.h"
 #include "runtime/qtlibrary.h"
 #include "objects/widgetqueries.h"
 #include "runtime/dispatch/widgetexecution.h"
@@ -153,7 +154,9 @@ HRESULT CvrQtBaseObjectManager::CreateInstance(CvrQtBaseObjectManager **manager)
     *manager = new (std::nothrow) CvrQtBaseObjectManager;
     if (!*manager)
         return E_OUTOFMEMORY;
-    const HRESULT hr = CvrQtControlsHelper::CreateInstance(&(*manager)->controlsHelper);
+    HRESULT hr = CvrQtControlsHelper::CreateInstance(&(*manager)->controlsHelper);
+    if (SUCCEEDED(hr))
+        hr = CvrQtEventsNotifier::CreateInstance(&(*manager)->eventsNotifier);
     if (FAILED(hr)) {
         delete *manager;
         *manager = nullptr;
@@ -176,6 +179,12 @@ void CvrQtBaseObjectManager::Shutdown()
     DeleteAbandonedListeners();
     delete controlsHelper;
     controlsHelper = nullptr;
+    if (eventsNotifier) {
+        // The listeners run code of this module: none may outlive it.
+        eventsNotifier->UnsubscribeAll();
+        eventsNotifier->Release();
+        eventsNotifier = nullptr;
+    }
 }
 
 HRESULT CvrQtBaseObjectManager::QueryInterface(REFIID riid, void **object)
@@ -185,6 +194,8 @@ HRESULT CvrQtBaseObjectManager::QueryInterface(REFIID riid, void **object)
                                              Implements<CvrQtBaseObjectManager, IvrQtObjectsHelper>(IID_IvrQtObjectsHelper),
                                              Implements<CvrQtBaseObjectManager, IvrQtWidgetsHelper>(IID_IvrQtWidgetsHelper) },
                                            riid, object);
+    if (hr == E_NOINTERFACE && riid == IID_IvrQtEventsNotifier)
+        return eventsNotifier ? eventsNotifier->QueryInterface(riid, object) : E_NOINTERFACE;
     // Any other identifier goes to the helpers' aggregate, unseen.
     if (hr == E_NOINTERFACE && controlsHelper)
         return controlsHelper->QueryInterface(riid, object);

@@ -6,8 +6,10 @@
 #include "interfaces/objects.h"
 #include "reflection/exposerregistry.h"
 
-class CvrQtControlsHelper;
 #include "runtime/comobject.h"
+
+class CvrQtControlsHelper;
+class CvrQtEventsNotifier;
 
 // Objects cross as addresses; each operation first makes sure that the
 // address is a live object (or widget) of this process and answers a bad
@@ -79,4 +81,6 @@ private:
     CvrQtExposerRegistry registry;
     // Owned; answers the control helpers' interfaces.
     CvrQtControlsHelper *controlsHelper = nullptr;
+    // One reference; answers IvrQtEventsNotifier.
+    CvrQtEventsNotifier *eventsNotifier = nullptr;
 };
