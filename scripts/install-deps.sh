@@ -11,6 +11,8 @@ packages=(
     xvfb xauth x11-utils
     # Real input for the tests under Xvfb: the X server's test extension.
     libxtst-dev
+    # vrqt attach loads the agent into a running program through the debugger.
+    gdb
     clang libclang-rt-14-dev
     # A Qt program nobody here wrote, for the reference host's tests: the
     # calculator among Qt's widget examples.

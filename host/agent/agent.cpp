@@ -2,8 +2,10 @@
 
 #include <QApplication>
 
+#include <poll.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <climits>
@@ -32,17 +34,39 @@ std::string programPath()
     return length > 0 ? std::string(buffer, std::size_t(length)) : std::string();
 }
 
+// Starts a thread that takes no signals: they stay with the threads the
+// application expects them on.
+template <typename... Arguments>
+bool startQuietThread(std::thread *thread, Arguments &&...arguments)
+{
+    sigset_t all, previous;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &previous);
+    bool started = true;
+    try {
+        *thread = std::thread(std::forward<Arguments>(arguments)...);
+    } catch (...) {
+        started = false;
+    }
+    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+    return started;
+}
+
 } // namespace
 
-std::unique_ptr<Agent> Agent::start(const std::string &socketPath)
+struct Agent::Connection
 {
-    std::string reason;
-    const int connection = protocol::connectToListener(socketPath, &reason);
-    if (connection < 0)
-        return nullptr;
+    explicit Connection(int descriptor) : channel(descriptor) {}
+    protocol::Channel channel;
+    std::thread thread;
+    std::atomic<bool> finished{ false };
+};
 
+Agent::Agent() = default;
+
+std::unique_ptr<Agent> Agent::start(const Endpoints &endpoints)
+{
     std::unique_ptr<Agent> agent(new Agent);
-    agent->channel = std::make_unique<protocol::Channel>(connection);
     agent->executor = std::make_unique<GuiExecutor>();
     agent->delivery = std::make_unique<ObjectDelivery>(*agent->executor, kObjectThreadLimit);
     agent->module = std::make_unique<ModuleView>(*agent->delivery);
@@ -52,34 +76,101 @@ std::unique_ptr<Agent> Agent::start(const std::string &socketPath)
     facts.modulePath = agent->module->path();
     agent->handlers = std::make_unique<RequestHandlers>(*agent->executor, *agent->module, std::move(facts));
 
+    bool reachable = false;
+    std::string reason;
+    if (!endpoints.owner.empty()) {
+        const int connection = protocol::connectToListener(endpoints.owner, &reason);
+        reachable = connection >= 0 && agent->addConnection(connection);
+    }
+    if (!endpoints.session.empty()) {
+        agent->listener = std::make_unique<protocol::PrivateListener>();
+        agent->stopSignal = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+        if (agent->stopSignal >= 0 && agent->listener->listenAt(endpoints.session, &reason)
+            && startQuietThread(&agent->listening, &Agent::acceptClients, agent.get()))
+            reachable = true;
+        else
+            agent->listener.reset();
+    }
+    if (!reachable) {
+        agent->stop();
+        return nullptr;
+    }
+
     // Release the module while the application is still whole; a later
     // request loads it again.
     ModuleView *module = agent->module.get();
     QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, agent->executor.get(), [module] { module->unload(); });
-
-    // The serving thread takes no signals: they stay with the threads the
-    // application expects them on.
-    sigset_t all, previous;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &previous);
-    try {
-        agent->serving = std::thread(&Agent::serve, agent.get());
-    } catch (...) {
-        pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-        return nullptr;
-    }
-    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
     return agent;
+}
+
+bool Agent::addConnection(int descriptor)
+{
+    std::lock_guard<std::mutex> guard(connectionsLock);
+    // Serving threads whose client has gone are joined here, so that a
+    // long session does not gather them.
+    for (auto it = connections.begin(); it != connections.end();) {
+        if (it->finished.load()) {
+            it->thread.join();
+            it = connections.erase(it);
+        } else {
+            ++it;
+        }
+    }
+    Connection &connection = connections.emplace_back(descriptor);
+    if (stopping.load() || !startQuietThread(&connection.thread, &Agent::serve, this, std::ref(connection))) {
+        connections.pop_back();
+        return false;
+    }
+    return true;
+}
+
+void Agent::acceptClients()
+{
+    while (!stopping.load()) {
+        pollfd watched[] = { { listener->descriptor(), POLLIN, 0 }, { stopSignal, POLLIN, 0 } };
+        if (::poll(watched, 2, -1) < 0 && errno != EINTR)
+            return;
+        if (watched[1].revents)
+            return;
+        if (!watched[0].revents)
+            continue;
+        protocol::PeerCredentials peer;
+        std::string refusal;
+        const int connection = listener->accept(&peer, &refusal);
+        if (connection >= 0)
+            addConnection(connection);
+    }
 }
 
 void Agent::stop()
 {
+    stopping = true;
     if (executor)
         executor->close();
-    if (channel)
-        channel->shutdown();
-    if (serving.joinable())
-        serving.join();
+    if (stopSignal >= 0) {
+        const uint64_t one = 1;
+        ssize_t ignored = ::write(stopSignal, &one, sizeof one);
+        (void)ignored;
+    }
+    if (listening.joinable())
+        listening.join();
+    {
+        std::lock_guard<std::mutex> guard(connectionsLock);
+        for (Connection &connection : connections)
+            connection.channel.shutdown();
+    }
+    // No thread adds connections any more: join them without the lock,
+    // which a serving thread never takes.
+    for (Connection &connection : connections) {
+        if (connection.thread.joinable())
+            connection.thread.join();
+    }
+    connections.clear();
+    listener.reset();
+    if (stopSignal >= 0) {
+        ::close(stopSignal);
+        stopSignal = -1;
+    }
     if (module)
         module->unload();
 }
@@ -89,25 +180,19 @@ Agent::~Agent()
     stop();
 }
 
-void Agent::serve()
+void Agent::serve(Connection &connection)
 {
-    serveRequests();
-    // The other side learns at once that nobody listens any more.
-    channel->shutdown();
-}
-
-void Agent::serveRequests()
-{
+    protocol::Channel &channel = connection.channel;
     for (;;) {
         std::string line;
-        const protocol::Channel::Status received = channel->receive(&line, protocol::Deadline::never());
+        const protocol::Channel::Status received = channel.receive(&line, protocol::Deadline::never());
         if (received == protocol::Channel::Status::TooLong) {
             const protocol::Error error{ QLatin1String(protocol::error::kLineTooLong), QStringLiteral("a request line exceeded the limit"), {} };
-            channel->send(protocol::encodeError(QJsonValue(), error), protocol::Deadline::after(kSendLimit));
-            return;
+            channel.send(protocol::encodeError(QJsonValue(), error), protocol::Deadline::after(kSendLimit));
+            break;
         }
         if (received != protocol::Channel::Status::Ok)
-            return;
+            break;
 
         protocol::Request request;
         protocol::Error error;
@@ -116,14 +201,18 @@ void Agent::serveRequests()
         if (!protocol::parseRequest(line, &request, &error)) {
             response = protocol::encodeError(request.id, error);
         } else {
+            std::lock_guard<std::mutex> guard(answering);
             reply = handlers->handle(request);
             response = reply.ok ? protocol::encodeResult(request.id, reply.result) : protocol::encodeError(request.id, reply.error);
         }
-        if (channel->send(response, protocol::Deadline::after(kSendLimit)) != protocol::Channel::Status::Ok)
-            return;
+        if (channel.send(response, protocol::Deadline::after(kSendLimit)) != protocol::Channel::Status::Ok)
+            break;
         if (reply.afterSending)
             reply.afterSending();
     }
+    // The other side learns at once that nobody listens any more.
+    channel.shutdown();
+    connection.finished = true;
 }
 
 } // namespace vrqt::agent

@@ -1,9 +1,12 @@
-// The agent inside the application: a connection to the command-line
-// program, a thread of its own that serves it, and the GUI-thread side that
+// The agent inside the application: the connections of command-line
+// programs, a thread for each that serves it, and the GUI-thread side that
 // does the work.
 #pragma once
 
+#include <atomic>
+#include <list>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -11,6 +14,7 @@
 
 namespace vrqt::protocol {
 class Channel;
+class PrivateListener;
 }
 
 namespace vrqt::agent {
@@ -19,15 +23,24 @@ class GuiExecutor;
 class ModuleView;
 class ObjectDelivery;
 
+// Where the agent's clients reach it. owner: the socket of the vrqt that
+// started the program, to connect to; session: a socket to listen on for
+// any number of clients of a named session. Either may be empty.
+struct Endpoints
+{
+    std::string owner;
+    std::string session;
+};
+
 class Agent
 {
 public:
-    // GUI thread, once the application object exists: connects to the
-    // socket and starts serving. Null when anything fails; the application
-    // is left as it was.
-    static std::unique_ptr<Agent> start(const std::string &socketPath);
+    // GUI thread, once the application object exists: connects and listens
+    // as endpoints say, and starts serving. Null when nothing could be
+    // reached; the application is left as it was.
+    static std::unique_ptr<Agent> start(const Endpoints &endpoints);
 
-    // GUI thread: ends the conversation, waits for the serving thread and
+    // GUI thread: ends every conversation, waits for the serving threads and
     // unloads the module. Safe to call twice.
     void stop();
     ~Agent();
@@ -36,18 +49,31 @@ public:
     Agent &operator=(const Agent &) = delete;
 
 private:
-    Agent() = default;
+    struct Connection;
 
-    // Serving thread: reads requests until the connection ends.
-    void serve();
-    void serveRequests();
+    Agent();
+
+    // Serving thread of one connection: reads requests until it ends.
+    void serve(Connection &connection);
+    // Listening thread: accepts the session's clients until stop.
+    void acceptClients();
+    // Starts a serving thread for a new connection; false when none could start.
+    bool addConnection(int descriptor);
 
     std::unique_ptr<GuiExecutor> executor;
     std::unique_ptr<ObjectDelivery> delivery;
     std::unique_ptr<ModuleView> module;
     std::unique_ptr<RequestHandlers> handlers;
-    std::unique_ptr<protocol::Channel> channel;
-    std::thread serving;
+    // Requests of all connections are answered one at a time, in the order
+    // they take this lock.
+    std::mutex answering;
+
+    std::unique_ptr<protocol::PrivateListener> listener;
+    int stopSignal = -1; // an eventfd that wakes the listening thread at stop
+    std::thread listening;
+    std::mutex connectionsLock;
+    std::list<Connection> connections; // guarded by connectionsLock
+    std::atomic<bool> stopping{ false };
 };
 
 } // namespace vrqt::agent

@@ -56,18 +56,27 @@ void leavePreloadOfChildren()
         ::setenv("LD_PRELOAD", kept.c_str(), 1);
 }
 
-// Runs at load, before main and before any thread of the program: the only
-// safe moment to change the environment.
-std::string takeSocketPath()
+// Read at load without changing the environment: in a wrapper (env, sh -c,
+// timeout, strace) that only starts the real program, the program must
+// inherit the variables and the preload unchanged.
+std::string variable(const char *name)
 {
-    const char *value = std::getenv(vrqt::protocol::kSocketVariable);
-    std::string path = value ? value : "";
-    ::unsetenv(vrqt::protocol::kSocketVariable);
-    leavePreloadOfChildren();
-    return path;
+    const char *value = std::getenv(name);
+    return value ? value : "";
 }
 
-const std::string socketPath = takeSocketPath();
+const vrqt::agent::Endpoints endpoints{ variable(vrqt::protocol::kSocketVariable),
+                                        variable(vrqt::protocol::kSessionSocketVariable) };
+
+// Once an application object exists this process is the one to serve: the
+// programs it starts must neither load the agent nor connect.
+void leaveEnvironmentOfChildren()
+{
+    ::unsetenv(vrqt::protocol::kSocketVariable);
+    ::unsetenv(vrqt::protocol::kSessionSocketVariable);
+    leavePreloadOfChildren();
+}
+
 // Deliberately not a static object: a program that calls exit() without
 // destroying its application object ends with the agent untouched, its thread
 // blocked in a read, instead of joining threads inside exit handlers.
@@ -107,7 +116,7 @@ void watchForForeignQt()
         vrqt::agent::ForeignQt foreign;
         if (additions != seenAdditions && vrqt::agent::findForeignQt(&foreign)) {
             started = true;
-            vrqt::agent::refuseRequests(socketPath, vrqt::agent::qtMismatchError(foreign));
+            vrqt::agent::refuseRequests(endpoints.owner, vrqt::agent::qtMismatchError(foreign));
             return;
         }
         seenAdditions = additions;
@@ -115,10 +124,10 @@ void watchForForeignQt()
     }
 }
 
-// Runs at load, after takeSocketPath.
+// Runs at load, after endpoints are read.
 bool startWatch()
 {
-    if (!socketPath.empty())
+    if (!endpoints.owner.empty())
         startQuietThread(watchForForeignQt);
     return true;
 }
@@ -132,17 +141,44 @@ void stopAgent()
     agent = nullptr;
 }
 
+// GUI thread: starts serving the application, once.
+int startServing(const vrqt::agent::Endpoints &where)
+{
+    if (started.exchange(true))
+        return 1;
+    leaveEnvironmentOfChildren();
+    agent = vrqt::agent::Agent::start(where).release();
+    if (!agent)
+        return -1;
+    qAddPostRoutine(stopAgent);
+    return 0;
+}
+
 // GUI thread, while the application object is being built. Qt runs it for
 // every application object; the agent serves the first one only.
 void startAgent()
 {
-    if (socketPath.empty() || started.exchange(true))
-        return;
-    agent = vrqt::agent::Agent::start(socketPath).release();
-    if (agent)
-        qAddPostRoutine(stopAgent);
+    if (!endpoints.owner.empty() || !endpoints.session.empty())
+        startServing(endpoints);
 }
 
 } // namespace
 
 Q_COREAPP_STARTUP_FUNCTION(startAgent)
+
+// Called in a running program into which a debugger loaded this library:
+// the agent starts on the GUI thread and listens at sessionSocket. Runs on
+// whatever thread the debugger stopped, so it only posts the start. 0 when
+// posted, 1 when an agent serves the program already, -1 without an
+// application object or a path.
+extern "C" __attribute__((visibility("default"))) int vrqtAgentAttach(const char *sessionSocket)
+{
+    QCoreApplication *application = QCoreApplication::instance();
+    if (!application || !sessionSocket || !*sessionSocket)
+        return -1;
+    if (started.load())
+        return 1;
+    const vrqt::agent::Endpoints where{ std::string(), std::string(sessionSocket) };
+    QMetaObject::invokeMethod(application, [where] { startServing(where); }, Qt::QueuedConnection);
+    return 0;
+}

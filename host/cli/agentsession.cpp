@@ -19,7 +19,8 @@ constexpr std::chrono::milliseconds kPollSlice{ 50 };
 
 } // namespace
 
-bool AgentSession::connect(protocol::PrivateListener &listener, protocol::Deadline deadline, std::string *error)
+bool AgentSession::connect(protocol::PrivateListener &listener, ChildProcess &program, protocol::Deadline deadline,
+                           std::string *error)
 {
     for (;;) {
         if (program.finished()) {
@@ -55,6 +56,15 @@ bool AgentSession::connect(protocol::PrivateListener &listener, protocol::Deadli
         if (!refusal.empty())
             std::fprintf(stderr, "vrqt: %s\n", refusal.c_str());
     }
+}
+
+bool AgentSession::connectTo(const std::string &socketPath, std::string *error)
+{
+    const int connection = protocol::connectToListener(socketPath, error);
+    if (connection < 0)
+        return false;
+    channel = std::make_unique<protocol::Channel>(connection);
+    return true;
 }
 
 CallResult AgentSession::call(const QString &name, const QJsonObject &params, protocol::Deadline deadline)

@@ -29,18 +29,19 @@ class AgentSession
 {
 public:
     // interruptDescriptor ends any wait when it becomes readable.
-    AgentSession(ChildProcess &program, int interruptDescriptor) : program(program), interrupt(interruptDescriptor) {}
+    explicit AgentSession(int interruptDescriptor) : interrupt(interruptDescriptor) {}
 
-    // Waits until the program's agent connects; connections of other users
-    // are refused on the way. False with a message for the user.
-    bool connect(protocol::PrivateListener &listener, protocol::Deadline deadline, std::string *error);
+    // Waits until the agent of program, started by us, connects; connections
+    // of other users are refused on the way. False with a message for the user.
+    bool connect(protocol::PrivateListener &listener, ChildProcess &program, protocol::Deadline deadline, std::string *error);
+    // Connects to the agent of a running session that listens at socketPath.
+    bool connectTo(const std::string &socketPath, std::string *error);
     bool connected() const { return channel != nullptr; }
 
     // Sends one request and waits for the response with the same id.
     CallResult call(const QString &name, const QJsonObject &params, protocol::Deadline deadline);
 
 private:
-    ChildProcess &program;
     int interrupt;
     std::unique_ptr<protocol::Channel> channel;
     int nextId = 1;

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -30,7 +31,8 @@ std::vector<char *> pointers(const std::vector<std::string> &strings)
 }
 
 // In the child between fork and exec: async-signal-safe calls only.
-[[noreturn]] void becomeProgram(char *const *argv, char *const *envp, int errorPipe)
+[[noreturn]] void becomeProgram(char *const *argv, char *const *envp, int errorPipe, const char *outputPath, bool detached,
+                                pid_t parent)
 {
     sigset_t none;
     sigemptyset(&none);
@@ -40,7 +42,24 @@ std::vector<char *> pointers(const std::vector<std::string> &strings)
         ::dup2(nothing, STDIN_FILENO);
         ::close(nothing);
     }
-    ::dup2(STDERR_FILENO, STDOUT_FILENO);
+    if (outputPath) {
+        const int output = ::open(outputPath, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+        if (output >= 0) {
+            ::dup2(output, STDOUT_FILENO);
+            ::dup2(output, STDERR_FILENO);
+        }
+    } else {
+        ::dup2(STDERR_FILENO, STDOUT_FILENO);
+    }
+    if (detached) {
+        // Out of the terminal's session: its hang-up and Ctrl-C are not the program's.
+        ::setsid();
+    } else {
+        // Ends with us, however we end: no program is left behind unowned.
+        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+        if (::getppid() != parent)
+            ::_exit(127);
+    }
     ::execvpe(argv[0], argv, envp);
     const int error = errno;
     ssize_t ignored = ::write(errorPipe, &error, sizeof error);
@@ -83,8 +102,11 @@ ChildProcess::~ChildProcess()
         ::close(exitNotice);
 }
 
-bool ChildProcess::start(const std::vector<std::string> &command, const std::vector<std::string> &environment, std::string *error)
+bool ChildProcess::start(const std::vector<std::string> &command, const std::vector<std::string> &environment, std::string *error,
+                         const Launch &launch)
 {
+    const char *outputPath = launch.outputPath.empty() ? nullptr : launch.outputPath.c_str();
+    const pid_t parent = ::getpid();
     std::vector<char *> argv = pointers(command);
     std::vector<char *> envp = pointers(environment);
     int errorPipe[2];
@@ -100,7 +122,7 @@ bool ChildProcess::start(const std::vector<std::string> &command, const std::vec
         return false;
     }
     if (child == 0)
-        becomeProgram(argv.data(), envp.data(), errorPipe[1]);
+        becomeProgram(argv.data(), envp.data(), errorPipe[1], outputPath, launch.detached, parent);
     ::close(errorPipe[1]);
     // The pipe closes unread when exec succeeds; otherwise it carries errno.
     int childError = 0;
@@ -159,6 +181,14 @@ bool ChildProcess::waitUntil(protocol::Deadline deadline, const std::vector<int>
         }
     }
     return true;
+}
+
+void ChildProcess::release()
+{
+    child = -1;
+    if (exitNotice >= 0)
+        ::close(exitNotice);
+    exitNotice = -1;
 }
 
 void ChildProcess::signal(int number)

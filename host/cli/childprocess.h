@@ -27,11 +27,25 @@ public:
     // A child still running is killed and reaped: none is left behind.
     ~ChildProcess();
 
+    struct Launch
+    {
+        // Where the program's output goes; empty: its standard output goes
+        // to our standard error, so that our output stays ours.
+        std::string outputPath;
+        // A detached program outlives us, in a session of its own; any other
+        // gets SIGTERM when we end, however we end.
+        bool detached = false;
+    };
+
     // Starts command (searched in PATH) with exactly the given environment
-    // ("NAME=value" entries). Its standard output goes to our standard error,
-    // so that our output stays ours; its standard input is /dev/null. False
-    // with the reason when the program could not be run.
-    bool start(const std::vector<std::string> &command, const std::vector<std::string> &environment, std::string *error);
+    // ("NAME=value" entries); its standard input is /dev/null. False with
+    // the reason when the program could not be run.
+    bool start(const std::vector<std::string> &command, const std::vector<std::string> &environment, std::string *error,
+               const Launch &launch);
+    bool start(const std::vector<std::string> &command, const std::vector<std::string> &environment, std::string *error)
+    {
+        return start(command, environment, error, Launch{});
+    }
 
     pid_t pid() const { return child; }
     // Becomes readable when the child ends; -1 where the system has no
@@ -44,6 +58,8 @@ public:
     // becomes readable; true when it ended.
     bool waitUntil(protocol::Deadline deadline, const std::vector<int> &stopDescriptors = {});
     void signal(int number);
+    // Lets the child go on without us: it is neither waited for nor killed.
+    void release();
 
 private:
     pid_t child = -1;

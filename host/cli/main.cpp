@@ -1,5 +1,6 @@
 // vrqt: the reference host's command-line program.
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -7,6 +8,7 @@
 #include "host/cli/options.h"
 #include "host/cli/programrun.h"
 #include "host/cli/scriptcommand.h"
+#include "host/cli/sessioncommands.h"
 #include "host/cli/treecommand.h"
 
 int main(int argc, char *argv[])
@@ -29,7 +31,7 @@ int main(int argc, char *argv[])
     }
     CommandOptions options;
     std::string error;
-    if (!parseCommandLine(command, { arguments.begin() + 1, arguments.end() }, &options, &error)) {
+    if (!parseCommandLine(command, { arguments.begin() + 1, arguments.end() }, &options, &error, std::getenv("VRQT_SESSION"))) {
         std::fprintf(stderr, "vrqt: %s\n", error.c_str());
         return kUsage;
     }
@@ -37,6 +39,14 @@ int main(int argc, char *argv[])
         std::fputs(usage().c_str(), stdout);
         return kSuccess;
     }
+    if (command == "start")
+        return runStart(options);
+    if (command == "attach")
+        return runAttach(options);
+    if (command == "stop")
+        return runStop(options);
+    if (command == "sessions")
+        return runSessions(options);
     if (command == "tree")
         return runTree(options);
     if (command == "items" || command == "item")

@@ -1,5 +1,6 @@
 #include "host/cli/options.h"
 
+#include <cctype>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
@@ -11,22 +12,34 @@ namespace {
 constexpr double kLongestTimeoutSeconds = 24 * 3600;
 constexpr std::size_t kAny = std::numeric_limits<std::size_t>::max();
 
+// What a command runs on: a program it starts (or a session), a program it
+// starts and leaves running, or neither.
+enum class Target { ProgramOrSession, Program, None };
+
 struct CommandRow
 {
     const char *name;
     std::size_t fewestOperands;
     std::size_t mostOperands;
     const char *operands; // as the synopsis shows them
+    Target target;
+    const char *options;  // as the synopsis shows them
 };
 
+constexpr const char *kInspectOptions = "[--json] [--timeout SECONDS] [--qt 5|6] [--session NAME]";
+
 constexpr CommandRow kCommands[] = {
-    { "tree", 0, 0, "" },
-    { "get", 2, 2, "OBJECT MEMBER" },
-    { "set", 3, 3, "OBJECT MEMBER VALUE" },
-    { "call", 2, kAny, "OBJECT METHOD [ARGUMENT...]" },
-    { "describe", 1, 2, "OBJECT [MEMBER]" },
-    { "items", 1, 1, "OBJECT" },
-    { "item", 3, 4, "OBJECT KEY ACTION [VALUE]" },
+    { "tree", 0, 0, "", Target::ProgramOrSession, kInspectOptions },
+    { "get", 2, 2, "OBJECT MEMBER", Target::ProgramOrSession, kInspectOptions },
+    { "set", 3, 3, "OBJECT MEMBER VALUE", Target::ProgramOrSession, kInspectOptions },
+    { "call", 2, kAny, "OBJECT METHOD [ARGUMENT...]", Target::ProgramOrSession, kInspectOptions },
+    { "describe", 1, 2, "OBJECT [MEMBER]", Target::ProgramOrSession, kInspectOptions },
+    { "items", 1, 1, "OBJECT", Target::ProgramOrSession, kInspectOptions },
+    { "item", 3, 4, "OBJECT KEY ACTION [VALUE]", Target::ProgramOrSession, kInspectOptions },
+    { "start", 0, 0, "", Target::Program, "[--json] [--timeout SECONDS] [--qt 5|6] [--name NAME]" },
+    { "attach", 1, 1, "PID", Target::None, "[--json] [--timeout SECONDS] [--name NAME]" },
+    { "stop", 0, 1, "[NAME]", Target::None, "[--timeout SECONDS] [--session NAME]" },
+    { "sessions", 0, 0, "", Target::None, "[--json]" },
 };
 
 const CommandRow *findCommand(const std::string &name)
@@ -40,10 +53,14 @@ const CommandRow *findCommand(const std::string &name)
 
 std::string synopsis(const CommandRow &row)
 {
-    std::string line = std::string("vrqt ") + row.name + " [--json] [--timeout SECONDS] [--qt 5|6] ";
+    std::string line = std::string("vrqt ") + row.name + " " + row.options;
     if (*row.operands)
-        line += std::string(row.operands) + " ";
-    return line + "-- PROGRAM [ARGUMENTS...]";
+        line += std::string(" ") + row.operands;
+    if (row.target == Target::ProgramOrSession)
+        line += " [-- PROGRAM [ARGUMENTS...]]";
+    else if (row.target == Target::Program)
+        line += " -- PROGRAM [ARGUMENTS...]";
+    return line;
 }
 
 // An option's value: what follows "--name=" or the next argument.
@@ -102,6 +119,17 @@ bool readOption(const std::vector<std::string> &arguments, std::size_t *index, C
         }
         return true;
     }
+    for (auto [name, target] : { std::pair{ "--session", &options->session }, std::pair{ "--name", &options->name } }) {
+        if (!isOption(argument, name))
+            continue;
+        if (!optionValue(arguments, index, name, target, error))
+            return false;
+        if (!isSessionName(*target)) {
+            *error = std::string(name) + " wants a session name of letters, digits, '.', '_' and '-', not \"" + *target + "\"";
+            return false;
+        }
+        return true;
+    }
     if (isOption(argument, "--qt")) {
         if (!optionValue(arguments, index, "--qt", &value, error))
             return false;
@@ -123,8 +151,19 @@ bool isCommand(const std::string &command)
     return findCommand(command) != nullptr;
 }
 
+bool isSessionName(const std::string &name)
+{
+    if (name.empty() || name.size() > 64 || name[0] == '.' || name[0] == '-')
+        return false;
+    for (const char c : name) {
+        if (!std::isalnum(static_cast<unsigned char>(c)) && c != '.' && c != '_' && c != '-')
+            return false;
+    }
+    return true;
+}
+
 bool parseCommandLine(const std::string &command, const std::vector<std::string> &arguments, CommandOptions *options,
-                      std::string *error)
+                      std::string *error, const char *sessionVariable)
 {
     *options = CommandOptions{};
     options->command = command;
@@ -150,18 +189,65 @@ bool parseCommandLine(const std::string &command, const std::vector<std::string>
                 return true;
             continue;
         }
-        // tree's program may follow its options without "--".
-        if (row->mostOperands == 0)
+        // The program of a command without operands may follow its options
+        // without "--".
+        if (row->mostOperands == 0 && row->target != Target::None)
             break;
         options->operands.push_back(argument);
     }
     options->program.assign(arguments.begin() + std::ptrdiff_t(index), arguments.end());
-    if (row->mostOperands > 0 && !separated) {
+    if (!separated && row->target == Target::ProgramOrSession && options->operands.size() > row->mostOperands) {
         *error = "\"--\" and the program must follow the operands: " + synopsis(*row);
         return false;
     }
     if (options->operands.size() < row->fewestOperands || options->operands.size() > row->mostOperands) {
         *error = "wrong number of operands: " + synopsis(*row);
+        return false;
+    }
+    const std::string optionsShown = row->options;
+    if ((!options->session.empty() && optionsShown.find("--session") == std::string::npos)
+        || (!options->name.empty() && optionsShown.find("--name") == std::string::npos)) {
+        *error = "that option does not go with " + command + ": " + synopsis(*row);
+        return false;
+    }
+    if (row->target == Target::None) {
+        if (!options->program.empty() || separated) {
+            *error = command + " takes no program: " + synopsis(*row);
+            return false;
+        }
+        if (command == "stop" && !options->operands.empty()) {
+            if (!options->session.empty() || !isSessionName(options->operands.front())) {
+                *error = "stop wants one session name: " + synopsis(*row);
+                return false;
+            }
+            options->session = options->operands.front();
+            options->operands.clear();
+        }
+        if (command == "stop" && options->session.empty() && sessionVariable && isSessionName(sessionVariable))
+            options->session = sessionVariable;
+        if (command == "stop" && options->session.empty()) {
+            *error = "stop needs the session's name (or VRQT_SESSION): " + synopsis(*row);
+            return false;
+        }
+        return true;
+    }
+    if (row->target == Target::ProgramOrSession && options->program.empty() && !separated) {
+        if (options->session.empty() && sessionVariable && *sessionVariable) {
+            if (!isSessionName(sessionVariable)) {
+                *error = std::string("VRQT_SESSION is no session name: \"") + sessionVariable + "\"";
+                return false;
+            }
+            options->session = sessionVariable;
+        }
+        if (!options->session.empty())
+            return true;
+    }
+    if (!options->session.empty()) {
+        *error = "give either --session or a program, not both: " + synopsis(*row);
+        return false;
+    }
+    if (row->mostOperands > 0 && !separated) {
+        *error = "\"--\" and the program must follow the operands: " + synopsis(*row);
         return false;
     }
     if (options->program.empty() || options->program.front().empty()) {
@@ -179,7 +265,17 @@ std::string usage()
     return text + "\n"
            "Starts PROGRAM, an unmodified Qt 5 or Qt 6 Widgets program, with the vrQt\n"
            "agent preloaded, waits until its main widget is shown, does one thing, and\n"
-           "closes the program again:\n"
+           "closes the program again; or, given a session, does that thing in a program\n"
+           "that keeps running between commands:\n"
+           "\n"
+           "  start      start PROGRAM as a named session, print the name and leave it\n"
+           "             running; its output goes to output.log in the session's folder\n"
+           "  attach     load the agent into PID, a Qt program of this user's started\n"
+           "             without it, through the debugger gdb, as a named session (needs\n"
+           "             permission to trace it: kernel.yama.ptrace_scope 0, or root)\n"
+           "  stop       ask the session's program to quit, end it if it does not, and\n"
+           "             forget the session\n"
+           "  sessions   list the sessions whose program runs\n"
            "\n"
            "  tree       print the widget tree as the vrQt module sees it\n"
            "  get        print the value of an object's property (MEMBER may be a path:\n"
@@ -210,6 +306,10 @@ std::string usage()
            "  --json              print the result as one JSON document\n"
            "  --timeout SECONDS   how long to wait for the program's main widget and for\n"
            "                      each answer (default 30)\n"
+           "  --session NAME      work on the running session NAME instead of starting a\n"
+           "                      program (VRQT_SESSION names one when no program is given)\n"
+           "  --name NAME         the new session's name (letters, digits, . _ -); by\n"
+           "                      default the program's name and a number\n"
            "  --qt 5|6            the Qt major version of the agent to preload; by default\n"
            "                      the one whose core library the program's libraries name\n"
            "                      (a program that loads Qt later with dlopen, or one\n"
@@ -218,6 +318,11 @@ std::string usage()
            "The program's own output goes to standard error. VRQT_MODULE names the module\n"
            "to load (default: libvrqtproxy.so next to the agent, in lib/vrqt/qt5 or\n"
            "lib/vrqt/qt6 beside vrqt's bin folder).\n"
+           "\n"
+           "A session lasts until `vrqt stop` or until its program ends: the program of\n"
+           "a session belongs to no vrqt process, so a `vrqt start` that is killed leaves\n"
+           "it reachable by name. A program started for one command ends with that\n"
+           "command, and with vrqt however vrqt ends.\n"
            "\n"
            "Exit status: 0 done; 1 failed; 2 bad command line; 3 the command was done but\n"
            "the program did not end cleanly after being asked to quit; 130 interrupted.\n";

@@ -7,9 +7,7 @@
 #include <cstdlib>
 
 #include "host/cli/agentlibrary.h"
-#include "host/cli/agentsession.h"
-#include "host/cli/childprocess.h"
-#include "host/cli/interrupts.h"
+#include "host/cli/sessionstore.h"
 #include "host/protocol/protocol.h"
 
 namespace vrqt::cli {
@@ -26,133 +24,149 @@ constexpr milliseconds kTerminateGrace{ 3000 };
 // For the "quit" request of a run that failed on the way.
 constexpr milliseconds kQuitRequestLimit{ 2000 };
 
-class ProgramRun
+int runOnSession(const CommandOptions &options, const CommandWork &work)
 {
-public:
-    explicit ProgramRun(const CommandOptions &options) : options(options), session(program, interrupts.descriptor()) {}
-
-    int run(const CommandWork &work)
-    {
-        const int result = inspect(work);
-        return finish(result);
+    SessionStore store;
+    SessionInfo info;
+    std::string error;
+    if (!store.open(&error) || !store.load(options.session, &info, &error))
+        return complain(error);
+    if (!processRuns(info.pid)) {
+        store.remove(options.session);
+        return complain("the program of session " + options.session + " has ended");
     }
-
-private:
-    // Everything up to the command's result; the exit code so far.
-    int inspect(const CommandWork &work)
-    {
-        std::string error;
-        const int qtMajor = chooseQtMajor(options.program.front(), options.qtMajor, &error);
-        if (!qtMajor)
-            return fail(error);
-        const std::string agent = findAgentLibrary(qtMajor, &error);
-        if (agent.empty() || !listener.open(&error))
-            return fail(error);
-        const std::vector<std::string> environment = environmentWith({
-            std::string("LD_PRELOAD=") + preloadWithAgent(agent, std::getenv("LD_PRELOAD")),
-            std::string(protocol::kSocketVariable) + "=" + listener.socketPath(),
-        });
-        if (!program.start(options.program, environment, &error))
-            return fail(error);
-
-        const protocol::Deadline deadline = protocol::Deadline::after(options.timeout);
-        if (!session.connect(listener, deadline, &error))
-            return fail(error);
-        if (int result = greet(deadline))
-            return result;
-        if (int result = awaitMainWidget(deadline))
-            return result;
-        return work(session, options);
-    }
-
-    int greet(protocol::Deadline deadline)
-    {
-        const CallResult hello = session.call(QStringLiteral("hello"), {}, deadline);
-        if (hello.kind == CallResult::Kind::Refused && hello.error.code == QLatin1String(protocol::error::kQtMismatch))
-            return fail(hello.error.message.toStdString());
-        if (!hello.ok())
-            return fail(hello.message);
-        const QJsonObject facts = hello.result.toObject();
-        if (facts.value(QLatin1String("protocol")).toInt() != protocol::kVersion)
-            return fail("the agent speaks protocol " + std::to_string(facts.value(QLatin1String("protocol")).toInt())
-                        + ", vrqt speaks " + std::to_string(protocol::kVersion));
-        if (!facts.value(QLatin1String("widgets")).toBool())
-            return fail("the program is a Qt program but not a Qt Widgets one (it made no QApplication)");
-        return kSuccess;
-    }
-
-    int awaitMainWidget(protocol::Deadline deadline)
-    {
-        for (;;) {
-            const CallResult status = session.call(QStringLiteral("status"), {}, deadline);
-            // A GUI thread still busy starting the program answers "busy": ask again.
-            if (!status.ok() && status.error.code != QLatin1String(protocol::error::kBusy))
-                return fail(status.message);
-            if (status.ok() && status.result.toObject().value(QLatin1String("mainWidgetShown")).toBool())
-                return kSuccess;
-            if (deadline.passed())
-                return fail("the program showed no main widget within " + std::to_string(options.timeout.count() / 1000.0) + " s");
-            if (program.waitUntil(deadline.capped(kStatusInterval), { interrupts.descriptor() }))
-                return fail("the program " + program.status().describe() + " before it showed its main widget");
-            if (interrupts.arrived())
-                return fail("interrupted");
-        }
-    }
-
-    // Asks the program to quit (when it can still be asked), gives it time,
-    // then ends it by force. The final exit code.
-    int finish(int result)
-    {
-        if (program.pid() <= 0)
-            return result;
-        bool asked = false;
-        if (session.connected() && !program.finished()) {
-            const CallResult quit = session.call(QStringLiteral("quit"), {}, protocol::Deadline::after(kQuitRequestLimit));
-            asked = quit.ok();
-            if (!asked && result == kSuccess)
-                complain(quit.message);
-        }
-        // A program that was not asked to quit gets no time to do so.
-        const protocol::Deadline grace = protocol::Deadline::after(asked ? kQuitGrace : milliseconds(0));
-        if (program.finished() || program.waitUntil(grace, { interrupts.descriptor() })) {
-            if (program.status().clean() || result != kSuccess)
-                return interrupted(result);
-            complain("the program " + program.status().describe() + " after it was asked to quit");
-            return interrupted(kUncleanEnd);
-        }
-        if (result == kSuccess)
-            complain("the program did not end within " + std::to_string(kQuitGrace.count() / 1000) + " s after it was asked to quit; ending it");
-        program.signal(SIGTERM);
-        if (!program.waitUntil(protocol::Deadline::after(kTerminateGrace))) {
-            program.signal(SIGKILL);
-            program.waitUntil(protocol::Deadline::never());
-        }
-        return interrupted(result == kSuccess ? kUncleanEnd : result);
-    }
-
-    int interrupted(int result) const { return interrupts.arrived() ? kInterrupted : result; }
-
-    int fail(const std::string &message) { return complain(message); }
-
-    const CommandOptions &options;
     Interrupts interrupts;
-    protocol::PrivateListener listener;
-    ChildProcess program;
-    AgentSession session;
-};
+    AgentSession session(interrupts.descriptor());
+    if (!session.connectTo(store.socketPath(options.session), &error))
+        return complain("the session " + options.session + " does not answer (" + error + ")");
+    if (int result = greet(session, protocol::Deadline::after(options.timeout)))
+        return result;
+    const int result = work(session, options);
+    return interrupts.arrived() ? int(kInterrupted) : result;
+}
 
 } // namespace
-
-int runProgram(const CommandOptions &options, const CommandWork &work)
-{
-    ProgramRun run(options);
-    return run.run(work);
-}
 
 int complain(const std::string &message)
 {
     std::fprintf(stderr, "vrqt: %s\n", message.c_str());
     return kFailure;
+}
+
+int greet(AgentSession &session, protocol::Deadline deadline, pid_t *pid)
+{
+    const CallResult hello = session.call(QStringLiteral("hello"), {}, deadline);
+    if (hello.kind == CallResult::Kind::Refused && hello.error.code == QLatin1String(protocol::error::kQtMismatch))
+        return complain(hello.error.message.toStdString());
+    if (!hello.ok())
+        return complain(hello.message);
+    const QJsonObject facts = hello.result.toObject();
+    if (facts.value(QLatin1String("protocol")).toInt() != protocol::kVersion)
+        return complain("the agent speaks protocol " + std::to_string(facts.value(QLatin1String("protocol")).toInt())
+                        + ", vrqt speaks " + std::to_string(protocol::kVersion));
+    if (!facts.value(QLatin1String("widgets")).toBool())
+        return complain("the program is a Qt program but not a Qt Widgets one (it made no QApplication)");
+    if (pid)
+        *pid = pid_t(facts.value(QLatin1String("pid")).toInt());
+    return kSuccess;
+}
+
+StartedProgram::StartedProgram(const CommandOptions &options) : options(options), conversation(interrupts.descriptor()) {}
+
+int StartedProgram::launch(protocol::PrivateListener &listener, const ChildProcess::Launch &launch, const std::string &sessionSocket)
+{
+    std::string error;
+    major = chooseQtMajor(options.program.front(), options.qtMajor, &error);
+    if (!major)
+        return complain(error);
+    const std::string agent = findAgentLibrary(major, &error);
+    if (agent.empty())
+        return complain(error);
+    std::vector<std::string> variables{
+        std::string("LD_PRELOAD=") + preloadWithAgent(agent, std::getenv("LD_PRELOAD")),
+        std::string(protocol::kSocketVariable) + "=" + listener.socketPath(),
+    };
+    if (!sessionSocket.empty())
+        variables.push_back(std::string(protocol::kSessionSocketVariable) + "=" + sessionSocket);
+    deadline = protocol::Deadline::after(options.timeout);
+    if (!child.start(options.program, environmentWith(variables), &error, launch))
+        return complain(error);
+    return kSuccess;
+}
+
+int StartedProgram::awaitReady(protocol::PrivateListener &listener)
+{
+    std::string error;
+    if (!conversation.connect(listener, child, deadline, &error))
+        return complain(error);
+    if (int result = greet(conversation, deadline))
+        return result;
+    return awaitMainWidget();
+}
+
+int StartedProgram::awaitMainWidget()
+{
+    for (;;) {
+        const CallResult status = conversation.call(QStringLiteral("status"), {}, deadline);
+        // A GUI thread still busy starting the program answers "busy": ask again.
+        if (!status.ok() && status.error.code != QLatin1String(protocol::error::kBusy))
+            return complain(status.message);
+        if (status.ok() && status.result.toObject().value(QLatin1String("mainWidgetShown")).toBool())
+            return kSuccess;
+        if (deadline.passed())
+            return complain("the program showed no main widget within " + std::to_string(options.timeout.count() / 1000.0) + " s");
+        if (child.waitUntil(deadline.capped(kStatusInterval), { interrupts.descriptor() }))
+            return complain("the program " + child.status().describe() + " before it showed its main widget");
+        if (interrupts.arrived())
+            return complain("interrupted");
+    }
+}
+
+int StartedProgram::finish(int result)
+{
+    auto interrupted = [this](int result) { return interrupts.arrived() ? int(kInterrupted) : result; };
+    if (child.pid() <= 0)
+        return interrupted(result);
+    bool asked = false;
+    if (conversation.connected() && !child.finished()) {
+        const CallResult quit = conversation.call(QStringLiteral("quit"), {}, protocol::Deadline::after(kQuitRequestLimit));
+        asked = quit.ok();
+        if (!asked && result == kSuccess)
+            complain(quit.message);
+    }
+    // A program that was not asked to quit gets no time to do so.
+    const protocol::Deadline grace = protocol::Deadline::after(asked ? kQuitGrace : milliseconds(0));
+    if (child.finished() || child.waitUntil(grace, { interrupts.descriptor() })) {
+        if (child.status().clean() || result != kSuccess)
+            return interrupted(result);
+        complain("the program " + child.status().describe() + " after it was asked to quit");
+        return interrupted(kUncleanEnd);
+    }
+    if (result == kSuccess)
+        complain("the program did not end within " + std::to_string(kQuitGrace.count() / 1000) + " s after it was asked to quit; ending it");
+    child.signal(SIGTERM);
+    if (!child.waitUntil(protocol::Deadline::after(kTerminateGrace))) {
+        child.signal(SIGKILL);
+        child.waitUntil(protocol::Deadline::never());
+    }
+    return interrupted(result == kSuccess ? kUncleanEnd : result);
+}
+
+int runProgram(const CommandOptions &options, const CommandWork &work)
+{
+    if (!options.session.empty())
+        return runOnSession(options, work);
+    StartedProgram run(options);
+    protocol::PrivateListener listener;
+    std::string error;
+    if (!listener.open(&error))
+        return complain(error);
+    int result = run.launch(listener, {}, {});
+    if (result == kSuccess)
+        result = run.awaitReady(listener);
+    if (result == kSuccess)
+        result = work(run.session(), options);
+    return run.finish(result);
 }
 
 } // namespace vrqt::cli

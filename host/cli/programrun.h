@@ -1,15 +1,19 @@
-// One run of a vrqt command: start the program with the agent, wait for its
-// main widget, let the command do its part, close the program.
+// The program a command works on: started with the agent for this command
+// and closed after it, started to stay as a named session, or a session's
+// program reached by name.
 #pragma once
 
 #include <functional>
+#include <string>
 
+#include "host/cli/agentsession.h"
+#include "host/cli/childprocess.h"
+#include "host/cli/interrupts.h"
 #include "host/cli/options.h"
 #include "host/protocol/deadline.h"
+#include "host/protocol/rendezvous.h"
 
 namespace vrqt::cli {
-
-class AgentSession;
 
 enum ExitCode {
     kSuccess = 0,
@@ -24,10 +28,49 @@ enum ExitCode {
 // its result to standard output and every message to standard error.
 using CommandWork = std::function<int(AgentSession &session, const CommandOptions &options)>;
 
-// Runs options.program and work; the final exit code.
+// Runs work on options.session's program, or on options.program started
+// for it and closed after it; the final exit code.
 int runProgram(const CommandOptions &options, const CommandWork &work);
 
 // Writes "vrqt: message" to standard error; returns kFailure.
 int complain(const std::string &message);
+
+// Checks the agent's greeting: the protocol it speaks, and that the program
+// is a Qt Widgets one. kSuccess, or a failure reported.
+int greet(AgentSession &session, protocol::Deadline deadline, pid_t *pid = nullptr);
+
+// A program started with the agent preloaded.
+class StartedProgram
+{
+public:
+    explicit StartedProgram(const CommandOptions &options);
+
+    // Starts options.program; its agent will connect to listener, and
+    // listen at sessionSocket too when that is given. kSuccess, or a failure
+    // reported. options.timeout counts from here.
+    int launch(protocol::PrivateListener &listener, const ChildProcess::Launch &launch, const std::string &sessionSocket);
+    // Returns once the agent has connected and the program's main widget is
+    // shown: kSuccess, or a failure reported.
+    int awaitReady(protocol::PrivateListener &listener);
+
+    // Asks the program to quit (when it can still be asked), gives it time,
+    // then ends it by force. The final exit code, given the command's.
+    int finish(int result);
+
+    AgentSession &session() { return conversation; }
+    ChildProcess &program() { return child; }
+    int qtMajor() const { return major; }
+    bool interrupted() const { return interrupts.arrived(); }
+
+private:
+    int awaitMainWidget();
+
+    const CommandOptions &options;
+    Interrupts interrupts;
+    ChildProcess child;
+    AgentSession conversation;
+    int major = 0;
+    protocol::Deadline deadline = protocol::Deadline::never();
+};
 
 } // namespace vrqt::cli

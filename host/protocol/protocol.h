@@ -14,6 +14,9 @@ constexpr int kVersion = 1;
 // The socket the agent connects to; the agent removes it from its process's
 // environment, so that programs it starts do not connect as well.
 constexpr char kSocketVariable[] = "VRQT_AGENT_SOCKET";
+// The socket a session's agent listens on for its clients, in the session's
+// directory; also removed once the agent serves.
+constexpr char kSessionSocketVariable[] = "VRQT_SESSION_SOCKET";
 
 // A longer line ends the conversation: the stream cannot be trusted after it.
 constexpr std::size_t kMaximumLineLength = 64u * 1024u * 1024u;

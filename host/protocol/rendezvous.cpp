@@ -29,6 +29,8 @@ bool fillAddress(const std::string &socketPath, sockaddr_un *address)
     return true;
 }
 
+} // namespace
+
 std::string temporaryRoot()
 {
     for (const char *name : { "XDG_RUNTIME_DIR", "TMPDIR" }) {
@@ -39,8 +41,6 @@ std::string temporaryRoot()
     }
     return "/tmp";
 }
-
-} // namespace
 
 std::optional<PeerCredentials> peerCredentials(int descriptor)
 {
@@ -86,10 +86,14 @@ bool PrivateListener::open(std::string *error)
         return false;
     }
     folder = pattern;
-    const std::string candidate = folder + "/agent.sock";
+    return listenAt(folder + "/agent.sock", error);
+}
+
+bool PrivateListener::listenAt(const std::string &socketPath, std::string *error)
+{
     sockaddr_un address;
-    if (!fillAddress(candidate, &address)) {
-        *error = "the socket path " + candidate + " is too long for a Unix socket";
+    if (!fillAddress(socketPath, &address)) {
+        *error = "the socket path " + socketPath + " is too long for a Unix socket";
         return false;
     }
     listening = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
@@ -98,12 +102,12 @@ bool PrivateListener::open(std::string *error)
         return false;
     }
     if (::bind(listening, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-        *error = systemError(("cannot bind " + candidate).c_str());
+        *error = systemError(("cannot bind " + socketPath).c_str());
         return false;
     }
-    path = candidate;
+    path = socketPath;
     ::chmod(path.c_str(), 0600);
-    if (::listen(listening, 4) != 0) {
+    if (::listen(listening, 16) != 0) {
         *error = systemError("cannot listen");
         return false;
     }

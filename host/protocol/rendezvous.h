@@ -24,6 +24,10 @@ std::optional<PeerCredentials> peerCredentials(int descriptor);
 // True when the peer runs as expectedUid; otherwise false with the reason.
 bool isTrustedPeer(int descriptor, uid_t expectedUid, PeerCredentials *peer, std::string *reason);
 
+// $XDG_RUNTIME_DIR, else $TMPDIR, else /tmp: the first that is set and a
+// directory this user may write.
+std::string temporaryRoot();
+
 class PrivateListener
 {
 public:
@@ -33,9 +37,12 @@ public:
     // Closes the socket and removes it with its directory.
     ~PrivateListener();
 
-    // Makes a new directory of mode 0700 under $XDG_RUNTIME_DIR, $TMPDIR or
-    // /tmp (the first that is set), and listens on a socket in it.
+    // Makes a new directory of mode 0700 under temporaryRoot(), and listens
+    // on a socket in it.
     bool open(std::string *error);
+    // Listens at socketPath, in a directory the caller made private; the
+    // destructor removes the socket only.
+    bool listenAt(const std::string &socketPath, std::string *error);
     const std::string &socketPath() const { return path; }
     const std::string &directory() const { return folder; }
     // Non-blocking; poll it for POLLIN before accept().

@@ -21,7 +21,7 @@ TEST(Vrqt, ExplainsItsCommandLine)
         const char *says; // in standard output for help, else in standard error
     } rows[] = {
         { "help", { QStringLiteral("--help") }, 0, "vrqt tree [--json]" },
-        { "help of get", { QStringLiteral("get"), QStringLiteral("--help") }, 0, "vrqt get [--json] [--timeout SECONDS] [--qt 5|6] OBJECT MEMBER" },
+        { "help of get", { QStringLiteral("get"), QStringLiteral("--help") }, 0, "vrqt get [--json] [--timeout SECONDS] [--qt 5|6] [--session NAME] OBJECT MEMBER" },
         { "version", { QStringLiteral("--version") }, 0, "vrqt " },
         { "nothing", {}, 2, "no command given" },
         { "unknown command", { QStringLiteral("list") }, 2, "unknown command \"list\"" },

@@ -7,7 +7,8 @@
 // on the hidden tab, and a dialog that is never shown.
 //
 // --environment-file FILE writes the agent's variables as the program sees
-// them once it runs, one "NAME=value" a line.
+// them once it runs, one "NAME=value" a line. --show-after MS shows the main
+// window that much later.
 #include <QApplication>
 #include <QFile>
 #include <QDialog>
@@ -16,6 +17,7 @@
 #include <QMainWindow>
 #include <QPushButton>
 #include <QTabWidget>
+#include <QTimer>
 #include <QVBoxLayout>
 
 namespace {
@@ -77,7 +79,7 @@ int main(int argc, char *argv[])
         QFile file(arguments.at(fileArgument + 1));
         if (!file.open(QIODevice::WriteOnly))
             return 2;
-        for (const char *name : { "LD_PRELOAD", "VRQT_AGENT_SOCKET" })
+        for (const char *name : { "LD_PRELOAD", "VRQT_AGENT_SOCKET", "VRQT_SESSION_SOCKET" })
             file.write(QByteArray(name) + '=' + qgetenv(name) + '\n');
     }
 
@@ -100,6 +102,10 @@ int main(int argc, char *argv[])
     QDialog neverShown(&window);
     neverShown.setObjectName(QStringLiteral("neverShownDialog"));
 
-    window.show();
+    const int delayArgument = arguments.indexOf(QStringLiteral("--show-after"));
+    if (delayArgument > 0 && delayArgument + 1 < arguments.size())
+        QTimer::singleShot(arguments.at(delayArgument + 1).toInt(), &window, &QWidget::show);
+    else
+        window.show();
     return app.exec();
 }
