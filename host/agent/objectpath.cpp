@@ -1,12 +1,12 @@
 #include "host/agent/objectpath.h"
 
 #include <QApplication>
-#include <QRegularExpression>
+#include <QMetaProperty>
 #include <QStringList>
 #include <QWidget>
 
-#include "host/scripting/variants.h"
 #include "host/protocol/protocol.h"
+#include "host/scripting/variants.h"
 
 namespace vrqt::agent {
 
@@ -15,49 +15,198 @@ namespace {
 // How many places an ambiguous step lists.
 constexpr int kListedCandidates = 5;
 
-struct Step
+struct Condition
 {
-    QString text;
-    QString className; // for a step Class[index]
-    int index = 0;
+    QString property;
+    QString value;
 };
 
-bool ParseStep(const QString &text, Step *step)
+struct Step
 {
-    static const QRegularExpression indexed(QStringLiteral("^([A-Za-z_][A-Za-z0-9_:]*)\\[([1-9][0-9]*)\\]$"));
-    if (text.isEmpty())
-        return false;
-    step->text = text;
-    const QRegularExpressionMatch match = indexed.match(text);
-    if (match.hasMatch()) {
-        step->className = match.captured(1);
-        step->index = match.captured(2).toInt();
-    }
-    return true;
-}
+    QString text;          // as written, for messages
+    QString head;          // a name or class; empty for *
+    int siblingIndex = 0;  // Class[index]; 0 when not given
+    QList<Condition> conditions;
+    int matchIndex = 0;    // #N; 0 when not given
+    bool deep = false;     // searched below the previous step at any depth
+};
 
 QString ClassOf(const QObject *object)
 {
     return QLatin1String(object->metaObject()->className());
 }
 
-// The objects an index counts among: the parent's children, or the
-// top-level widgets for a window, as `vrqt tree` counts them.
-QObjectList SiblingsOf(const QObject *object)
+// The objects without a parent that the search starts from: the windows
+// (a dialog with a parent window is its parent's child, not a root) and the
+// application object.
+QObjectList Roots()
 {
-    if (QObject *parent = object->parent())
-        return parent->children();
-    QObjectList siblings;
-    if (object->isWidgetType()) {
-        for (QWidget *widget : QApplication::topLevelWidgets())
-            siblings.append(widget);
-    } else {
-        siblings.append(const_cast<QObject *>(object));
+    QObjectList roots;
+    for (QWidget *widget : QApplication::topLevelWidgets()) {
+        if (!widget->parent())
+            roots.append(widget);
     }
-    return siblings;
+    if (QCoreApplication *application = QCoreApplication::instance())
+        roots.append(application);
+    return roots;
 }
 
-int IndexOf(const QObject *object)
+QObjectList SiblingsOf(const QObject *object)
+{
+    return object->parent() ? object->parent()->children() : Roots();
+}
+
+void AddSubtree(QObject *object, QObjectList *into)
+{
+    into->append(object);
+    for (QObject *child : object->children()) {
+        if (child)
+            AddSubtree(child, into);
+    }
+}
+
+QObjectList Below(const QObjectList &tops)
+{
+    QObjectList all;
+    for (QObject *top : tops)
+        AddSubtree(top, &all);
+    return all;
+}
+
+// A step's name may be written as a step when nothing in it reads as syntax.
+bool IsPlainName(const QString &name)
+{
+    static const QString special = QStringLiteral("/[]#\"\\*@");
+    if (name.isEmpty() || name.trimmed() != name)
+        return false;
+    for (const QChar c : name) {
+        if (special.contains(c) || c.category() == QChar::Other_Control)
+            return false;
+    }
+    return true;
+}
+
+// A property's value as a condition compares it: enumerations by key name.
+QString PropertyText(const QObject *object, const QString &name)
+{
+    const QMetaObject *meta = object->metaObject();
+    const int index = meta->indexOfProperty(name.toUtf8().constData());
+    const QVariant value = object->property(name.toUtf8().constData());
+    if (index >= 0) {
+        const QMetaProperty property = meta->property(index);
+        if (property.isEnumType() || property.isFlagType()) {
+            const QMetaEnum enumeration = property.enumerator();
+            const int number = value.toInt();
+            const QByteArray key = property.isFlagType() ? enumeration.valueToKeys(number) : QByteArray(enumeration.valueToKey(number));
+            if (!key.isEmpty())
+                return QString::fromLatin1(key);
+        }
+    }
+    if (value.userType() == QMetaType::Bool)
+        return value.toBool() ? QStringLiteral("true") : QStringLiteral("false");
+    return value.toString();
+}
+
+// Reads a quoted or bare value up to the closing ']'; at points past it.
+bool ReadValue(const QString &text, int *at, QString *value)
+{
+    value->clear();
+    if (*at < text.size() && text.at(*at) == QLatin1Char('"')) {
+        for (++*at; *at < text.size(); ++*at) {
+            const QChar c = text.at(*at);
+            if (c == QLatin1Char('\\') && *at + 1 < text.size()) {
+                *value += text.at(++*at);
+            } else if (c == QLatin1Char('"')) {
+                ++*at;
+                return *at < text.size() && text.at(*at) == QLatin1Char(']');
+            } else {
+                *value += c;
+            }
+        }
+        return false;
+    }
+    while (*at < text.size() && text.at(*at) != QLatin1Char(']'))
+        *value += text.at((*at)++);
+    return *at < text.size();
+}
+
+// Splits a path into steps, keeping '/' inside quotes and brackets. absolute
+// tells whether it began with '/'. False with a message when it is malformed.
+bool ParsePath(const QString &reference, QList<Step> *steps, bool *absolute, QString *error)
+{
+    int at = 0;
+    *absolute = reference.startsWith(QLatin1Char('/')) && !reference.startsWith(QLatin1String("//"));
+    bool deep = reference.startsWith(QLatin1String("//"));
+    at = deep ? 2 : *absolute ? 1 : 0;
+    while (at <= reference.size()) {
+        Step step;
+        step.deep = deep;
+        const int begin = at;
+        // The head: up to '[', '#' or '/'.
+        while (at < reference.size() && !QStringLiteral("[#/").contains(reference.at(at)))
+            step.head += reference.at(at++);
+        if (step.head == QLatin1String("*"))
+            step.head.clear();
+        else if (step.head.isEmpty()) {
+            *error = QStringLiteral("\"%1\" has an empty step").arg(reference);
+            return false;
+        }
+        while (at < reference.size() && reference.at(at) == QLatin1Char('[')) {
+            ++at;
+            QString inside;
+            int probe = at;
+            while (probe < reference.size() && reference.at(probe).isDigit())
+                inside += reference.at(probe++);
+            if (!inside.isEmpty() && probe < reference.size() && reference.at(probe) == QLatin1Char(']')) {
+                step.siblingIndex = inside.toInt();
+                at = probe + 1;
+                continue;
+            }
+            const int equals = reference.indexOf(QLatin1Char('='), at);
+            if (equals < 0) {
+                *error = QStringLiteral("\"%1\": a condition is [property=value] or an index [N]").arg(reference);
+                return false;
+            }
+            Condition condition;
+            condition.property = reference.mid(at, equals - at).trimmed();
+            at = equals + 1;
+            if (condition.property.isEmpty() || !ReadValue(reference, &at, &condition.value)) {
+                *error = QStringLiteral("\"%1\": a condition is [property=value], with \"...\" around a value that holds ] or /").arg(reference);
+                return false;
+            }
+            ++at; // the ']'
+            step.conditions.append(condition);
+        }
+        if (at < reference.size() && reference.at(at) == QLatin1Char('#')) {
+            int end = ++at;
+            while (end < reference.size() && reference.at(end).isDigit())
+                ++end;
+            step.matchIndex = reference.mid(at, end - at).toInt();
+            if (step.matchIndex <= 0) {
+                *error = QStringLiteral("\"%1\": #N counts matches from 1").arg(reference);
+                return false;
+            }
+            at = end;
+        }
+        step.text = reference.mid(begin, at - begin);
+        steps->append(step);
+        if (at >= reference.size())
+            break;
+        if (reference.at(at) != QLatin1Char('/')) {
+            *error = QStringLiteral("\"%1\": unexpected \"%2\" after a step").arg(reference, reference.at(at));
+            return false;
+        }
+        deep = reference.mid(at, 2) == QLatin1String("//");
+        at += deep ? 2 : 1;
+        if (at >= reference.size()) {
+            *error = QStringLiteral("\"%1\" ends with a '/'").arg(reference);
+            return false;
+        }
+    }
+    return true;
+}
+
+int IndexAmongSiblings(const QObject *object)
 {
     const QString className = ClassOf(object);
     int index = 0;
@@ -71,48 +220,44 @@ int IndexOf(const QObject *object)
     return 0;
 }
 
-void AddSubtree(QObject *object, QObjectList *into)
+bool Fits(const QObject *object, const Step &step, bool byName)
 {
-    into->append(object);
-    for (QObject *child : object->children()) {
-        if (child)
-            AddSubtree(child, into);
+    if (!step.head.isEmpty()) {
+        if (byName ? object->objectName() != step.head : ClassOf(object) != step.head)
+            return false;
     }
-}
-
-QObjectList Everything()
-{
-    QObjectList all;
-    for (QWidget *widget : QApplication::topLevelWidgets())
-        AddSubtree(widget, &all);
-    if (QCoreApplication *application = QCoreApplication::instance())
-        AddSubtree(application, &all);
-    return all;
-}
-
-QObjectList Below(QObject *object)
-{
-    QObjectList below;
-    AddSubtree(object, &below);
-    below.removeFirst();
-    return below;
+    if (step.siblingIndex && IndexAmongSiblings(object) != step.siblingIndex)
+        return false;
+    for (const Condition &condition : step.conditions) {
+        if (PropertyText(object, condition.property) != condition.value)
+            return false;
+    }
+    return true;
 }
 
 QObjectList Matching(const QObjectList &scope, const Step &step)
 {
-    QObjectList byName, byClass;
-    for (QObject *object : scope) {
-        if (!step.className.isEmpty()) {
-            if (ClassOf(object) == step.className && IndexOf(object) == step.index)
-                byClass.append(object);
-            continue;
+    // A name wins over a class: a class is looked for only when nothing in
+    // the scope has that name. An index among siblings names a class.
+    QObjectList matches;
+    if (!step.head.isEmpty() && !step.siblingIndex) {
+        for (QObject *object : scope) {
+            if (Fits(object, step, true))
+                matches.append(object);
         }
-        if (object->objectName() == step.text)
-            byName.append(object);
-        else if (ClassOf(object) == step.text)
-            byClass.append(object);
     }
-    return byName.isEmpty() ? byClass : byName;
+    if (matches.isEmpty()) {
+        for (QObject *object : scope) {
+            if (Fits(object, step, false))
+                matches.append(object);
+        }
+    }
+    if (step.matchIndex) {
+        if (step.matchIndex > matches.size())
+            return {};
+        return { matches.at(step.matchIndex - 1) };
+    }
+    return matches;
 }
 
 ObjectLookup Refuse(const char *code, const QString &message)
@@ -146,25 +291,36 @@ ObjectLookup FindObject(const QString &reference, IvrQtObjectsHelper *objects)
 {
     if (reference.startsWith(QLatin1Char('@')))
         return FindByAddress(reference, objects);
-    const QStringList texts = reference.split(QLatin1Char('/'));
+    QList<Step> steps;
+    bool absolute = false;
+    QString error;
+    if (!ParsePath(reference, &steps, &absolute, &error))
+        return Refuse(protocol::error::kInvalidParams, error);
+    ObjectPaths paths;
     QObject *found = nullptr;
-    for (const QString &text : texts) {
-        Step step;
-        if (!ParseStep(text, &step))
-            return Refuse(protocol::error::kInvalidParams, QStringLiteral("\"%1\" has an empty step").arg(reference));
-        const QObjectList matches = Matching(found ? Below(found) : Everything(), step);
+    for (int index = 0; index < steps.size(); ++index) {
+        const Step &step = steps.at(index);
+        QObjectList scope;
+        if (found)
+            scope = step.deep ? Below(found->children()) : found->children();
+        else
+            scope = absolute ? Roots() : Below(Roots());
+        scope.removeAll(nullptr);
+        const QObjectList matches = Matching(scope, step);
         if (matches.isEmpty()) {
-            const QString where = found ? QStringLiteral(" below %1").arg(ObjectPath(found)) : QString();
-            return Refuse(protocol::error::kNoSuchObject, QStringLiteral("no object \"%1\"%2").arg(text, where));
+            const QString where = found ? QStringLiteral(" %1 %2").arg(step.deep ? QStringLiteral("below") : QStringLiteral("among the children of"),
+                                                                        paths.pathOf(found))
+                                        : absolute ? QStringLiteral(" among the windows") : QString();
+            return Refuse(protocol::error::kNoSuchObject, QStringLiteral("no object \"%1\"%2").arg(step.text, where));
         }
         if (matches.size() > 1) {
             QStringList places;
-            for (int index = 0; index < matches.size() && index < kListedCandidates; ++index)
-                places << ObjectPath(matches.at(index));
+            for (int candidate = 0; candidate < matches.size() && candidate < kListedCandidates; ++candidate)
+                places << paths.pathOf(matches.at(candidate));
             if (matches.size() > kListedCandidates)
                 places << QStringLiteral("...");
             return Refuse(protocol::error::kAmbiguousObject,
-                          QStringLiteral("\"%1\" names %2 objects: %3").arg(text).arg(matches.size()).arg(places.join(QStringLiteral(", "))));
+                          QStringLiteral("\"%1\" names %2 objects: %3").arg(step.text).arg(matches.size()).arg(places.join(QStringLiteral(", "))));
         }
         found = matches.first();
     }
@@ -175,12 +331,45 @@ ObjectLookup FindObject(const QString &reference, IvrQtObjectsHelper *objects)
 
 QString ObjectPath(const QObject *object)
 {
-    QStringList steps;
-    for (const QObject *step = object; step; step = step->parent()) {
-        const QString name = step->objectName();
-        steps.prepend(name.isEmpty() ? QStringLiteral("%1[%2]").arg(ClassOf(step)).arg(IndexOf(step)) : name);
+    return ObjectPaths().pathOf(object);
+}
+
+QString ObjectPaths::pathOf(const QObject *object)
+{
+    const auto known = paths.constFind(object);
+    if (known != paths.constEnd())
+        return *known;
+    const QObject *parent = object->parent();
+    const QString path = (parent ? pathOf(parent) : QString()) + QLatin1Char('/') + stepOf(object);
+    paths.insert(object, path);
+    return path;
+}
+
+const QString &ObjectPaths::stepOf(const QObject *object)
+{
+    const auto known = steps.constFind(object);
+    if (known != steps.constEnd())
+        return *known;
+    // The steps of all siblings at once: a name where it is unique among
+    // them, Class[index] for the rest.
+    const QObjectList siblings = SiblingsOf(object);
+    QHash<QString, int> names, classes;
+    for (const QObject *sibling : siblings) {
+        if (sibling)
+            ++names[sibling->objectName()];
     }
-    return steps.join(QLatin1Char('/'));
+    for (const QObject *sibling : siblings) {
+        if (!sibling)
+            continue;
+        const QString name = sibling->objectName();
+        const QString className = ClassOf(sibling);
+        const int index = ++classes[className];
+        const bool byName = IsPlainName(name) && names.value(name) == 1;
+        steps.insert(sibling, byName ? name : QStringLiteral("%1[%2]").arg(className).arg(index));
+    }
+    if (!steps.contains(object)) // not among what its parent lists (being destroyed)
+        steps.insert(object, QStringLiteral("%1[0]").arg(ClassOf(object)));
+    return *steps.constFind(object);
 }
 
 } // namespace vrqt::agent

@@ -141,14 +141,14 @@ Reply RequestHandlers::status(const QJsonObject &)
     return Reply::success(result);
 }
 
-Reply RequestHandlers::tree(const QJsonObject &)
+Reply RequestHandlers::tree(const QJsonObject &params)
 {
     if (!facts.widgets)
         return Reply::failure(protocol::error::kNoWidgets, QStringLiteral("the application is not a Qt Widgets application (no QApplication)"));
     if (!module.ensureLoaded())
         return Reply::failure(protocol::error::kModuleUnavailable, text(module.error()));
     WidgetTree tree(module.objects(), module.widgets());
-    return Reply::success(tree.build(nativeWindows()));
+    return Reply::success(tree.build(nativeWindows(), params.value(QStringLiteral("objects")).toBool()));
 }
 
 // Scripting serves any Qt application: without widgets, names are looked

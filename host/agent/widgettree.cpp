@@ -1,5 +1,6 @@
 #include "host/agent/widgettree.h"
 
+#include <QCoreApplication>
 #include <QJsonArray>
 #include <QString>
 #include <QWidget>
@@ -61,7 +62,7 @@ bool WidgetTree::mainWidgetShown(const std::vector<NativeWindow> &windows)
     return main && SUCCEEDED(widgets->GetVisible(main, &visible)) && visible != VARIANT_FALSE;
 }
 
-QJsonObject WidgetTree::build(const std::vector<NativeWindow> &windows)
+QJsonObject WidgetTree::build(const std::vector<NativeWindow> &windows, bool withObjects)
 {
     described.clear();
     const NativeWindowId main = mainWindow(windows);
@@ -79,8 +80,60 @@ QJsonObject WidgetTree::build(const std::vector<NativeWindow> &windows)
         if (!window.parent && window.id != main)
             addTopLevel(window);
     }
-    return { { QStringLiteral("mainWindow"), main ? QJsonValue(double(main)) : QJsonValue() },
-             { QStringLiteral("windows"), topLevels } };
+    QJsonObject tree{ { QStringLiteral("mainWindow"), main ? QJsonValue(double(main)) : QJsonValue() } };
+    if (withObjects) {
+        for (QJsonValueRef window : topLevels) {
+            QJsonObject node = window.toObject();
+            addObjects(node);
+            window = node;
+        }
+        if (QCoreApplication *application = QCoreApplication::instance())
+            tree.insert(QStringLiteral("application"), describeObject(application));
+    }
+    tree.insert(QStringLiteral("windows"), topLevels);
+    return tree;
+}
+
+void WidgetTree::addObjects(QJsonObject &node)
+{
+    QJsonArray children = node.value(QStringLiteral("children")).toArray();
+    for (QJsonValueRef child : children) {
+        QJsonObject described = child.toObject();
+        addObjects(described);
+        child = described;
+    }
+    node.insert(QStringLiteral("children"), children);
+    const quintptr address = node.value(QStringLiteral("address")).toString().toULongLong(nullptr, 16);
+    // Only objects of this walk: their addresses came from the module.
+    if (auto *object = reinterpret_cast<QObject *>(address); address && described.count(object))
+        node.insert(QStringLiteral("objects"), objectsBelow(object));
+}
+
+QJsonArray WidgetTree::objectsBelow(QObject *object)
+{
+    QJsonArray objects;
+    for (QObject *child : object->children()) {
+        if (child && !described.count(child))
+            objects.append(describeObject(child));
+    }
+    return objects;
+}
+
+QJsonObject WidgetTree::describeObject(QObject *object)
+{
+    described.insert(object);
+    QJsonObject node;
+    if (object->isWidgetType()) {
+        node = describeWidget(static_cast<QWidget *>(object));
+    } else {
+        node.insert(QStringLiteral("className"), QLatin1String(object->metaObject()->className()));
+        node.insert(QStringLiteral("objectName"), object->objectName());
+        node.insert(QStringLiteral("widget"), false);
+        node.insert(QStringLiteral("path"), paths.pathOf(object));
+        node.insert(QStringLiteral("address"), scripting::AddressText(object));
+    }
+    node.insert(QStringLiteral("objects"), objectsBelow(object));
+    return node;
 }
 
 QJsonObject WidgetTree::describeWindow(const NativeWindow &window, const std::vector<NativeWindow> &all, int depth)
@@ -105,6 +158,7 @@ QJsonObject WidgetTree::describeWindow(const NativeWindow &window, const std::ve
         node.insert(QStringLiteral("visible"), window.visible);
         node.insert(QStringLiteral("native"), true);
         node.insert(QStringLiteral("window"), double(window.id));
+        node.insert(QStringLiteral("path"), paths.pathOf(object));
         node.insert(QStringLiteral("address"), scripting::AddressText(object));
     }
     node.insert(QStringLiteral("devicePixelRatio"), window.devicePixelRatio);
@@ -200,6 +254,7 @@ QJsonObject WidgetTree::describeWidget(QWidget *widget)
     if (native)
         node.insert(QStringLiteral("window"), double(own));
     node.insert(QStringLiteral("widget"), true);
+    node.insert(QStringLiteral("path"), paths.pathOf(widget));
     node.insert(QStringLiteral("address"), scripting::AddressText(widget));
     return node;
 }

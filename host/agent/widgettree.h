@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "host/agent/nativewindows.h"
+#include "host/agent/objectpath.h"
 
 namespace vrqt::agent {
 
@@ -33,8 +34,11 @@ public:
     bool mainWidgetShown(const std::vector<NativeWindow> &windows);
 
     // {"mainWindow": id or null, "windows": [node, ...]}; docs/protocol.md
-    // lists the members of a node.
-    QJsonObject build(const std::vector<NativeWindow> &windows);
+    // lists the members of a node. withObjects adds to each node the objects
+    // below it that the widget tree leaves out (non-widget objects, and
+    // widgets no window shows, such as menus not yet opened), and the
+    // application object with its children as "application".
+    QJsonObject build(const std::vector<NativeWindow> &windows, bool withObjects = false);
 
 private:
     QJsonObject describeWindow(const NativeWindow &window, const std::vector<NativeWindow> &all, int depth);
@@ -42,11 +46,16 @@ private:
     QJsonArray alienSubtrees(QWidget *widget, int depth);
     std::vector<QWidget *> alienChildren(QWidget *widget);
     QWidget *widgetOf(NativeWindowId window);
+    // Adds "objects" to node and to every node below it.
+    void addObjects(QJsonObject &node);
+    QJsonArray objectsBelow(QObject *object);
+    QJsonObject describeObject(QObject *object);
 
     IvrQtObjectsHelper *objects;
     IvrQtWidgetsHelper *widgets;
     // Every widget is described once, whatever the windows claim.
-    std::unordered_set<QWidget *> described;
+    std::unordered_set<QObject *> described;
+    ObjectPaths paths;
 };
 
 } // namespace vrqt::agent

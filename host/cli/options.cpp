@@ -29,7 +29,7 @@ struct CommandRow
 constexpr const char *kInspectOptions = "[--json] [--timeout SECONDS] [--qt 5|6] [--session NAME]";
 
 constexpr CommandRow kCommands[] = {
-    { "tree", 0, 0, "", Target::ProgramOrSession, kInspectOptions },
+    { "tree", 0, 0, "", Target::ProgramOrSession, "[--json] [--objects] [--timeout SECONDS] [--qt 5|6] [--session NAME]" },
     { "get", 2, 2, "OBJECT MEMBER", Target::ProgramOrSession, kInspectOptions },
     { "set", 3, 3, "OBJECT MEMBER VALUE", Target::ProgramOrSession, kInspectOptions },
     { "call", 2, kAny, "OBJECT METHOD [ARGUMENT...]", Target::ProgramOrSession, kInspectOptions },
@@ -103,6 +103,10 @@ bool readOption(const std::vector<std::string> &arguments, std::size_t *index, C
     const std::string &argument = arguments[*index];
     if (argument == "--json") {
         options->json = true;
+        return true;
+    }
+    if (argument == "--objects") {
+        options->objects = true;
         return true;
     }
     if (argument == "-h" || argument == "--help") {
@@ -206,6 +210,7 @@ bool parseCommandLine(const std::string &command, const std::vector<std::string>
     }
     const std::string optionsShown = row->options;
     if ((!options->session.empty() && optionsShown.find("--session") == std::string::npos)
+        || (options->objects && optionsShown.find("--objects") == std::string::npos)
         || (!options->name.empty() && optionsShown.find("--name") == std::string::npos)) {
         *error = "that option does not go with " + command + ": " + synopsis(*row);
         return false;
@@ -277,7 +282,9 @@ std::string usage()
            "             forget the session\n"
            "  sessions   list the sessions whose program runs\n"
            "\n"
-           "  tree       print the widget tree as the vrQt module sees it\n"
+           "  tree       print the widget tree as the vrQt module sees it, each widget\n"
+           "             with its exact path; --objects adds the objects that are not\n"
+           "             widgets (actions, models, timers) and menus not yet shown\n"
            "  get        print the value of an object's property (MEMBER may be a path:\n"
            "             geometry.width)\n"
            "  set        write VALUE into an object's property\n"
@@ -292,8 +299,18 @@ std::string usage()
            "             cells); show, hide, scroll (combo boxes); bringIntoView (tabs);\n"
            "             set VALUE, step N (an editor's value named by its key)\n"
            "\n"
-           "OBJECT is an objectName, a path of them (dialog/okButton), a class with the\n"
-           "index the tree shows (Calculator/Button[3]), or @ADDRESS as the tree prints it.\n"
+           "OBJECT names one object:\n"
+           "  /galleryWindow/buttonsPage/okButton  the exact path the tree prints: from a\n"
+           "                               window down, each step a direct child\n"
+           "  okButton                     a lone name (or class): that object, anywhere\n"
+           "  dialog/okButton              okButton a child of dialog; dialog//okButton:\n"
+           "                               anywhere below it\n"
+           "  Calculator/Button[3]         the third Button among its siblings (index=)\n"
+           "  QPushButton[text=OK]         with a property's value; several [..] may\n"
+           "                               follow, values may be quoted: [text=\"a/b\"],\n"
+           "                               enumerations go by name: [focusPolicy=NoFocus]\n"
+           "  *[windowTitle=Settings]      any class; QLineEdit#2: the second match\n"
+           "  @0x55d0c0a1b2c0              the address the tree prints\n"
            "\n"
            "KEY names an item as `vrqt items` prints it: its text where that is unique\n"
            "among its siblings, [INDEX] otherwise; a tree path or menu path joined by |\n"

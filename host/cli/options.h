@@ -15,6 +15,7 @@ struct CommandOptions
     std::string command; // the command's name
     bool json = false;
     bool help = false;
+    bool objects = false; // tree: the objects that are not widgets as well
     // Bounds the wait for the agent and for the shown main widget, and each
     // request after it.
     std::chrono::milliseconds timeout{ 30000 };

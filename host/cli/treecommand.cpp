@@ -13,7 +13,8 @@ namespace vrqt::cli {
 int runTree(const CommandOptions &options)
 {
     return runProgram(options, [](AgentSession &session, const CommandOptions &options) {
-        const CallResult tree = session.call(QStringLiteral("tree"), {}, protocol::Deadline::after(options.timeout));
+        const QJsonObject params{ { QStringLiteral("objects"), options.objects } };
+        const CallResult tree = session.call(QStringLiteral("tree"), params, protocol::Deadline::after(options.timeout));
         if (!tree.ok())
             return complain(tree.message);
         const QJsonObject document = tree.result.toObject();

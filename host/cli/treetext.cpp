@@ -35,21 +35,31 @@ void renderNode(const QJsonObject &node, int depth, bool main, std::string *out)
         line += " size=" + number(node.value(QLatin1String("width"))) + "x" + number(node.value(QLatin1String("height")));
         line += " screen=" + number(node.value(QLatin1String("screenX"))) + "," + number(node.value(QLatin1String("screenY")));
     }
-    line += " " + flag(node.value(QLatin1String("visible")), "visible", "hidden");
-    if (widget)
-        line += " " + flag(node.value(QLatin1String("enabled")), "enabled", "disabled");
-    if (node.value(QLatin1String("native")).toBool())
-        line += " native window=" + number(node.value(QLatin1String("window")));
-    else
-        line += " alien";
-    if (!widget)
-        line += " no-widget";
+    // An object that is no widget and has no window of its own (tree --objects).
+    const bool plainObject = !widget && !node.contains(QLatin1String("native"));
+    if (plainObject) {
+        line += " object";
+    } else {
+        line += " " + flag(node.value(QLatin1String("visible")), "visible", "hidden");
+        if (widget)
+            line += " " + flag(node.value(QLatin1String("enabled")), "enabled", "disabled");
+        if (node.value(QLatin1String("native")).toBool())
+            line += " native window=" + number(node.value(QLatin1String("window")));
+        else
+            line += " alien";
+        if (!widget)
+            line += " no-widget";
+    }
     if (main)
         line += " main";
+    if (node.contains(QLatin1String("path")))
+        line += " path=" + quoted(node.value(QLatin1String("path")));
     line += " address=" + node.value(QLatin1String("address")).toString(QStringLiteral("?")).toStdString();
     *out += line + "\n";
-    for (const QJsonValue &child : node.value(QLatin1String("children")).toArray())
-        renderNode(child.toObject(), depth + 1, false, out);
+    for (const char *below : { "children", "objects" }) {
+        for (const QJsonValue &child : node.value(QLatin1String(below)).toArray())
+            renderNode(child.toObject(), depth + 1, false, out);
+    }
 }
 
 } // namespace
@@ -63,6 +73,8 @@ std::string renderTreeText(const QJsonObject &tree)
         const bool main = mainWindow.isDouble() && node.value(QLatin1String("window")) == mainWindow;
         renderNode(node, 0, main, &out);
     }
+    if (tree.contains(QLatin1String("application")))
+        renderNode(tree.value(QLatin1String("application")).toObject(), 0, false, &out);
     return out;
 }
 

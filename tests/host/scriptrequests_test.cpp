@@ -84,7 +84,8 @@ TEST_F(ScriptRequestsTest, FindsObjectsByTheNamesTheTreeShows)
         { QStringLiteral("okButton"), nullptr, error::kAmbiguousObject },
         { QStringLiteral("nowhere"), nullptr, error::kNoSuchObject },
         { QStringLiteral("dialog/target"), nullptr, error::kNoSuchObject },
-        { QStringLiteral("window//okButton"), nullptr, error::kInvalidParams },
+        { QStringLiteral("window//okButton"), ok, nullptr },
+        { QStringLiteral("window/"), nullptr, error::kInvalidParams },
         { QStringLiteral("@0x10"), nullptr, error::kNoSuchObject },
         { QStringLiteral("@zz"), nullptr, error::kInvalidParams },
     };
@@ -94,7 +95,7 @@ TEST_F(ScriptRequestsTest, FindsObjectsByTheNamesTheTreeShows)
         EXPECT_EQ(lookup.object, row.expected) << lookup.message.toStdString();
         EXPECT_STREQ(lookup.error, row.error);
     }
-    EXPECT_EQ(ObjectPath(secondLabel), QStringLiteral("window/QLabel[2]"));
+    EXPECT_EQ(ObjectPath(secondLabel), QStringLiteral("/window/QLabel[2]"));
     for (QObject *object : std::initializer_list<QObject *>{ ok, otherOk, secondLabel, target })
         EXPECT_EQ(FindObject(ObjectPath(object), module.objects()).object, object) << ObjectPath(object).toStdString();
     const QString ambiguity = FindObject(QStringLiteral("okButton"), module.objects()).message;
@@ -164,7 +165,7 @@ TEST_F(ScriptRequestsTest, RendersValuesWithTheirTypesAndParts)
     EXPECT_EQ(partner.value(QStringLiteral("value")), address(ok));
     EXPECT_EQ(partner.value(QStringLiteral("object")).toObject(),
               (QJsonObject{ { QStringLiteral("address"), address(ok) }, { QStringLiteral("className"), QStringLiteral("QPushButton") },
-                            { QStringLiteral("objectName"), QStringLiteral("okButton") }, { QStringLiteral("path"), QStringLiteral("window/okButton") } }));
+                            { QStringLiteral("objectName"), QStringLiteral("okButton") }, { QStringLiteral("path"), QStringLiteral("/window/okButton") } }));
     target->gate.release(); // hold goes straight through
     const QJsonObject nothing = request("call", json(R"({"object":"target","method":"hold"})")).result.toObject();
     EXPECT_EQ(nothing, json(R"({"vt":"VT_EMPTY","value":null})")) << "a void method gives nothing";
@@ -175,7 +176,7 @@ TEST_F(ScriptRequestsTest, DescribesTheChainOfTypeDescriptions)
     const Reply reply = request("describe", json(R"({"object":"target"})"));
     ASSERT_TRUE(reply.ok) << reply.error.message.toStdString();
     const QJsonObject result = reply.result.toObject();
-    EXPECT_EQ(result.value(QStringLiteral("object")).toObject().value(QStringLiteral("path")), QStringLiteral("window/target"));
+    EXPECT_EQ(result.value(QStringLiteral("object")).toObject().value(QStringLiteral("path")), QStringLiteral("/window/target"));
     const QJsonArray chain = result.value(QStringLiteral("chain")).toArray();
     ASSERT_EQ(chain.size(), 2);
     EXPECT_EQ(chain.at(0).toObject().value(QStringLiteral("typeName")), QStringLiteral("ScriptTarget"));
