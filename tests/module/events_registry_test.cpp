@@ -152,7 +152,7 @@ TEST_F(ModuleTest, ReportsBeforeTheSinkAndDeathsOfUnknownObjectsChangeNothing)
     EXPECT_EQ(S_OK, internal->OnObjectDestroyed(&stranger));
     EXPECT_EQ(S_OK, internal->OnObjectDestroyed(nullptr));
 
-    RecordingSink sink;
+    static RecordingSink sink; // the notifier lets go of it only when the module goes
     ASSERT_EQ(S_OK, notifier->SetEventSink(&sink));
     slider.setValue(2);
     EXPECT_EQ(Lines{ "Slider I4 2 / null" }, sink.lines());
