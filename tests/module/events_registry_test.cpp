@@ -75,7 +75,7 @@ TEST_F(Registry, OneListenerAnObjectReplacedByAnotherIdentifierEndedByAnUnknownO
     subscribe(&slider, SubscriptionScrollBar);
     EXPECT_EQ(2u, reportsAfterAChange());
     EXPECT_EQ(SubscriptionScrollBar, sink.reports.back().subscription);
-    for (const GUID *unknown : { &GUID_NULL, &SubscriptionObjectController, &IID_IvrQtEventsSink }) {
+    for (const GUID *unknown : { &GUID_NULL, &SubscriptionObjectController }) {
         subscribe(&slider, *unknown);
         EXPECT_EQ(2u, reportsAfterAChange());
         subscribe(&slider, SubscriptionSlider);
@@ -137,7 +137,7 @@ TEST_F(Registry, TheSinkIsTheHostsUntilReplacedAndReportsArriveInOrderOnTheEmitt
     EXPECT_EQ(S_OK, notifier->SetEventSink(&sink));
 }
 
-TEST_F(ModuleTest, ReportsBeforeTheSinkAndDeathsOfUnknownObjectsChangeNothing)
+TEST_F(ModuleTest, ReportsBeforeTheSinkAreDroppedAndDeathsOfUnknownObjectsChangeNothing)
 {
     const auto notifier = host.manager().query<IvrQtEventsNotifier>(IID_IvrQtEventsNotifier);
     const auto internal = notifier.query<IvrQtEventsNotifierInternal>(IID_IvrQtEventsNotifierInternal);
@@ -148,14 +148,8 @@ TEST_F(ModuleTest, ReportsBeforeTheSinkAndDeathsOfUnknownObjectsChangeNothing)
     VARIANT nothing;
     VariantInit(&nothing);
     EXPECT_EQ(E_UNEXPECTED, internal->OnObjectEvent(&slider, &SubscriptionSlider, &EventSliderValueChanged, nothing, nullptr));
-    QObject stranger;
-    EXPECT_EQ(S_OK, internal->OnObjectDestroyed(&stranger));
-    EXPECT_EQ(S_OK, internal->OnObjectDestroyed(nullptr));
-
-    static RecordingSink sink; // the notifier lets go of it only when the module goes
-    ASSERT_EQ(S_OK, notifier->SetEventSink(&sink));
-    slider.setValue(2);
-    EXPECT_EQ(Lines{ "Slider I4 2 / null" }, sink.lines());
+    for (QObject *unknown : { reinterpret_cast<QObject *>(&nothing), static_cast<QObject *>(nullptr) })
+        EXPECT_EQ(S_OK, internal->OnObjectDestroyed(unknown));
     EXPECT_EQ(S_OK, notifier->UnsubscribeAll());
 }
 
