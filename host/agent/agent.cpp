@@ -21,8 +21,8 @@ namespace vrqt::agent {
 
 namespace {
 
-// How long one response may wait for the other side to read.
-constexpr std::chrono::milliseconds kSendLimit{ 10000 };
+// How long a response waits for a client that reads none of it.
+constexpr std::chrono::milliseconds kSendStall{ 10000 };
 // How long a scripting call waits for its object's thread: well inside the
 // limit of the request it belongs to.
 constexpr std::chrono::milliseconds kObjectThreadLimit{ 5000 };
@@ -188,7 +188,7 @@ void Agent::serve(Connection &connection)
         const protocol::Channel::Status received = channel.receive(&line, protocol::Deadline::never());
         if (received == protocol::Channel::Status::TooLong) {
             const protocol::Error error{ QLatin1String(protocol::error::kLineTooLong), QStringLiteral("a request line exceeded the limit"), {} };
-            channel.send(protocol::encodeError(QJsonValue(), error), protocol::Deadline::after(kSendLimit));
+            channel.sendWhileRead(protocol::encodeError(QJsonValue(), error), kSendStall);
             break;
         }
         if (received != protocol::Channel::Status::Ok)
@@ -201,11 +201,10 @@ void Agent::serve(Connection &connection)
         if (!protocol::parseRequest(line, &request, &error)) {
             response = protocol::encodeError(request.id, error);
         } else {
-            std::lock_guard<std::mutex> guard(answering);
             reply = handlers->handle(request);
             response = reply.ok ? protocol::encodeResult(request.id, reply.result) : protocol::encodeError(request.id, reply.error);
         }
-        if (channel.send(response, protocol::Deadline::after(kSendLimit)) != protocol::Channel::Status::Ok)
+        if (channel.sendWhileRead(response, kSendStall) != protocol::Channel::Status::Ok)
             break;
         if (reply.afterSending)
             reply.afterSending();

@@ -63,10 +63,10 @@ private:
     std::unique_ptr<GuiExecutor> executor;
     std::unique_ptr<ObjectDelivery> delivery;
     std::unique_ptr<ModuleView> module;
+    // Answers the requests of all connections at once: work for the GUI
+    // thread is queued there in the order it arrives, and a wait of one
+    // client holds up no other.
     std::unique_ptr<RequestHandlers> handlers;
-    // Requests of all connections are answered one at a time, in the order
-    // they take this lock.
-    std::mutex answering;
 
     std::unique_ptr<protocol::PrivateListener> listener;
     int stopSignal = -1; // an eventfd that wakes the listening thread at stop

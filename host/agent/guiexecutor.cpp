@@ -1,8 +1,23 @@
 #include "host/agent/guiexecutor.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 
 namespace vrqt::agent {
+
+namespace {
+
+// How often a thread waiting for the GUI thread asks whether the work it
+// waits for sits in a modal loop.
+constexpr std::chrono::milliseconds kModalProbeInterval{ 50 };
+
+// GUI thread: whether a modal dialog or a popup menu holds the input now.
+bool InModalLoop()
+{
+    return qobject_cast<QApplication *>(QCoreApplication::instance())
+        && (QApplication::activeModalWidget() || QApplication::activePopupWidget());
+}
+
+} // namespace
 
 // Outlives the executor: queued work refers to it.
 struct GuiExecutor::Shared
@@ -16,6 +31,9 @@ struct GuiExecutor::Task
 {
     std::function<void()> work;
     // Guarded by Shared::lock.
+    bool started = false;
+    bool modal = false;
+    bool probing = false; // a probe for a modal loop is queued
     bool finished = false;
     bool failed = false;
     bool abandoned = false;
@@ -47,6 +65,7 @@ public:
             std::lock_guard<std::mutex> locked(shared->lock);
             if (shared->closed || task->abandoned)
                 return;
+            task->started = true;
         }
         // A QApplication being destroyed has torn down half of what the work
         // may touch.
@@ -96,13 +115,46 @@ GuiExecutor::Outcome GuiExecutor::run(std::function<void()> work, std::chrono::m
             return Outcome::Abandoned;
     }
     queue(task, context);
+    const auto deadline = std::chrono::steady_clock::now() + limit;
     std::unique_lock<std::mutex> locked(shared->lock);
-    const bool settled = shared->changed.wait_for(locked, limit, [&] { return task->finished || task->abandoned || shared->closed; });
+    auto settled = [&] { return task->finished || task->abandoned || task->modal || shared->closed; };
+    // Work that takes longer than a moment may have opened a modal dialog
+    // or menu: ask the GUI thread, through its event loop, now and then.
+    while (!shared->changed.wait_until(locked, std::min(deadline, std::chrono::steady_clock::now() + kModalProbeInterval), settled)) {
+        if (std::chrono::steady_clock::now() >= deadline)
+            return Outcome::TimedOut;
+        if (!context && task->started && !task->probing) {
+            task->probing = true;
+            locked.unlock();
+            probeForModalLoop(task);
+            locked.lock();
+        }
+    }
     if (task->finished)
         return task->failed ? Outcome::Failed : Outcome::Done;
-    if (!settled)
-        return Outcome::TimedOut;
+    if (task->modal)
+        return Outcome::Modal;
     return Outcome::Abandoned;
+}
+
+void GuiExecutor::probeForModalLoop(const std::shared_ptr<Task> &work)
+{
+    std::weak_ptr<Shared> weakShared = shared;
+    QMetaObject::invokeMethod(this, [weakShared, work] {
+        const std::shared_ptr<Shared> shared = weakShared.lock();
+        if (!shared)
+            return;
+        // Running while the work has not finished: the work is below us on
+        // the stack, in an event loop; a modal one if a modal widget or a
+        // popup is up (a helper that only processes events is not).
+        const bool modal = InModalLoop();
+        std::lock_guard<std::mutex> locked(shared->lock);
+        work->probing = false;
+        if (modal && work->started && !work->finished) {
+            work->modal = true;
+            shared->changed.notify_all();
+        }
+    }, Qt::QueuedConnection);
 }
 
 void GuiExecutor::post(std::function<void()> work)

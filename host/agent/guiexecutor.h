@@ -19,7 +19,10 @@ class GuiExecutor : public QObject
 {
     Q_OBJECT
 public:
-    enum class Outcome { Done, Failed, TimedOut, Abandoned };
+    // Modal: the work is still running, inside an event loop of a modal
+    // dialog or a popup menu it opened; it goes on there, and later work
+    // reaches the GUI thread through that loop.
+    enum class Outcome { Done, Failed, TimedOut, Abandoned, Modal };
 
     // GUI thread: the executor lives there and runs work there.
     GuiExecutor();
@@ -27,9 +30,9 @@ public:
 
     // Any thread but context's: runs work on the thread of context (the GUI
     // thread when null) and waits at most limit. context must be alive when
-    // the call is made. Failed: the work threw. After TimedOut the work may
-    // still run later; it must own what it touches (capture by value or
-    // shared pointer).
+    // the call is made. Failed: the work threw. After TimedOut or Modal the
+    // work may still run later or on; it must own what it touches (capture by
+    // value or shared pointer).
     Outcome run(std::function<void()> work, std::chrono::milliseconds limit, QObject *context = nullptr);
     // Serving thread: queues work for the GUI thread without waiting.
     void post(std::function<void()> work);
@@ -42,6 +45,9 @@ private:
     class TaskGuard;
 
     void queue(const std::shared_ptr<Task> &task, QObject *context);
+    // Posts a probe that, run inside a modal loop that work entered, marks
+    // work modal.
+    void probeForModalLoop(const std::shared_ptr<Task> &work);
 
     std::shared_ptr<Shared> shared;
 };

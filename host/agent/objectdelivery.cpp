@@ -30,6 +30,7 @@ HRESULT ObjectDelivery::deliver(QObject *object, std::function<HRESULT()> work)
     case GuiExecutor::Outcome::Failed:
         return E_UNEXPECTED;
     case GuiExecutor::Outcome::TimedOut:
+    case GuiExecutor::Outcome::Modal: // not asked for work on another object's thread
         return HRESULT_FROM_WIN32(ERROR_TIMEOUT);
     case GuiExecutor::Outcome::Abandoned:
         break;

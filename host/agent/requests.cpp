@@ -13,6 +13,7 @@
 #include "host/agent/moduleview.h"
 #include "host/agent/nativewindows.h"
 #include "host/agent/scriptrequests.h"
+#include "host/agent/waits.h"
 #include "host/agent/widgettree.h"
 #include "host/protocol/protocol.h"
 
@@ -20,8 +21,16 @@ namespace vrqt::agent {
 
 namespace {
 
-// How long a request waits for a busy GUI thread before it answers "busy".
+// How long a request waits for a busy GUI thread before it answers "busy",
+// unless its params give "timeout" in milliseconds.
 constexpr std::chrono::milliseconds kGuiLimit{ 10000 };
+constexpr double kLongestGuiLimit = 24 * 3600 * 1000.0;
+
+std::chrono::milliseconds GuiLimitOf(const QJsonObject &params)
+{
+    const double limit = params.value(QStringLiteral("timeout")).toDouble(-1);
+    return limit >= 1 && limit <= kLongestGuiLimit ? std::chrono::milliseconds(qint64(limit)) : kGuiLimit;
+}
 
 QString text(const std::string &value)
 {
@@ -47,12 +56,14 @@ const RequestHandlers::Entry RequestHandlers::table[] = {
     { "describe", Thread::Gui, &RequestHandlers::describe },
     { "items", Thread::Gui, &RequestHandlers::items },
     { "item", Thread::Gui, &RequestHandlers::item },
+    { "wait", Thread::Serving, &RequestHandlers::wait },
+    { "settle", Thread::Serving, &RequestHandlers::settle },
     { "quit", Thread::Serving, &RequestHandlers::quit },
 };
 
 RequestHandlers::RequestHandlers(GuiExecutor &executor, ModuleView &module, ProcessFacts facts)
     : executor(executor), module(module), facts(std::move(facts)), scripts(std::make_unique<ScriptRequests>(module)),
-      itemRequests(std::make_unique<ItemRequests>(module))
+      itemRequests(std::make_unique<ItemRequests>(module)), waits(std::make_unique<WaitRequests>(executor, module, *scripts))
 {
 }
 
@@ -76,7 +87,7 @@ Reply RequestHandlers::handle(const protocol::Request &request)
                 return (this->*entry.handler)(request.params);
             const QJsonObject params = request.params;
             const auto handler = entry.handler;
-            return onGuiThread([this, handler, params] { return (this->*handler)(params); });
+            return onGuiThread([this, handler, params] { return (this->*handler)(params); }, GuiLimitOf(params));
         } catch (...) {
             return Reply::failure(protocol::error::kInternal, QStringLiteral("the request failed unexpectedly"));
         }
@@ -85,22 +96,36 @@ Reply RequestHandlers::handle(const protocol::Request &request)
                           QStringLiteral("unknown request \"%1\"; known are: %2").arg(request.name, names().join(QStringLiteral(", "))));
 }
 
-Reply RequestHandlers::onGuiThread(std::function<Reply()> work)
+Reply RequestHandlers::onGuiThread(std::function<Reply()> work, std::chrono::milliseconds guiLimit)
 {
     // The slot outlives this call when the GUI thread runs the work late.
     auto slot = std::make_shared<Reply>();
-    const GuiExecutor::Outcome outcome = executor.run([slot, work] { *slot = work(); }, kGuiLimit);
+    const GuiExecutor::Outcome outcome = executor.run([slot, work] { *slot = work(); }, guiLimit);
     switch (outcome) {
     case GuiExecutor::Outcome::Done:
         return *slot;
     case GuiExecutor::Outcome::Failed:
         return Reply::failure(protocol::error::kInternal, QStringLiteral("the request failed unexpectedly on the GUI thread"));
     case GuiExecutor::Outcome::TimedOut:
-        return Reply::failure(protocol::error::kBusy, QStringLiteral("the GUI thread did not take the request within %1 ms").arg(kGuiLimit.count()));
+        return Reply::failure(protocol::error::kBusy, QStringLiteral("the GUI thread did not finish the request within %1 ms").arg(guiLimit.count()));
+    case GuiExecutor::Outcome::Modal:
+        return Reply::success(QJsonObject{
+            { QStringLiteral("modal"), true },
+            { QStringLiteral("message"), QStringLiteral("the request runs on inside the modal dialog or menu it opened; later requests reach it") } });
     case GuiExecutor::Outcome::Abandoned:
         break;
     }
     return Reply::failure(protocol::error::kClosing, QStringLiteral("the application is closing"));
+}
+
+Reply RequestHandlers::wait(const QJsonObject &params)
+{
+    return waits->wait(params);
+}
+
+Reply RequestHandlers::settle(const QJsonObject &params)
+{
+    return waits->settle(params);
 }
 
 Reply RequestHandlers::hello(const QJsonObject &)

@@ -6,6 +6,7 @@
 #include <QJsonValue>
 #include <QStringList>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -19,6 +20,7 @@ class GuiExecutor;
 class ItemRequests;
 class ModuleView;
 class ScriptRequests;
+class WaitRequests;
 
 // What the agent learns about its process once, at start, on the GUI thread.
 struct ProcessFacts
@@ -35,7 +37,8 @@ public:
     RequestHandlers(GuiExecutor &executor, ModuleView &module, ProcessFacts facts);
     ~RequestHandlers();
 
-    // Serving thread: answers one request; never throws.
+    // Serving thread of any connection, several at once: answers one
+    // request; never throws.
     Reply handle(const protocol::Request &request);
 
     static QStringList names();
@@ -48,6 +51,8 @@ private:
     // Serving thread.
     Reply hello(const QJsonObject &params);
     Reply quit(const QJsonObject &params);
+    Reply wait(const QJsonObject &params);
+    Reply settle(const QJsonObject &params);
     // GUI thread.
     Reply status(const QJsonObject &params);
     Reply tree(const QJsonObject &params);
@@ -58,13 +63,15 @@ private:
     Reply items(const QJsonObject &params);
     Reply item(const QJsonObject &params);
 
-    Reply onGuiThread(std::function<Reply()> work);
+    // Runs work on the GUI thread, waiting for it at most guiLimit.
+    Reply onGuiThread(std::function<Reply()> work, std::chrono::milliseconds guiLimit);
 
     GuiExecutor &executor;
     ModuleView &module;
     ProcessFacts facts;
     std::unique_ptr<ScriptRequests> scripts;
     std::unique_ptr<ItemRequests> itemRequests;
+    std::unique_ptr<WaitRequests> waits;
 };
 
 } // namespace vrqt::agent

@@ -2,6 +2,7 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -75,7 +76,12 @@ CallResult AgentSession::call(const QString &name, const QJsonObject &params, pr
         return outcome;
     }
     const QJsonValue id = nextId++;
-    protocol::Channel::Status status = channel->send(protocol::encodeRequest(id, name, params), deadline);
+    // The agent gives up a little before we do, so that its answer says why.
+    QJsonObject sent = params;
+    const int left = deadline.pollTimeout();
+    if (left > 0 && !sent.contains(QLatin1String("timeout")))
+        sent.insert(QStringLiteral("timeout"), std::max(1, left - left / 10));
+    protocol::Channel::Status status = channel->send(protocol::encodeRequest(id, name, sent), deadline);
     while (status == protocol::Channel::Status::Ok) {
         std::string line;
         status = channel->receive(&line, deadline, { interrupt });

@@ -10,6 +10,7 @@
 #include "host/cli/scriptcommand.h"
 #include "host/cli/sessioncommands.h"
 #include "host/cli/treecommand.h"
+#include "host/cli/waitcommand.h"
 
 int main(int argc, char *argv[])
 {
@@ -49,6 +50,8 @@ int main(int argc, char *argv[])
         return runSessions(options);
     if (command == "tree")
         return runTree(options);
+    if (command == "wait")
+        return runWait(options);
     if (command == "items" || command == "item")
         return runItems(options);
     return runScript(options);

@@ -26,16 +26,17 @@ struct CommandRow
     const char *options;  // as the synopsis shows them
 };
 
-constexpr const char *kInspectOptions = "[--json] [--timeout SECONDS] [--qt 5|6] [--session NAME]";
+constexpr const char *kInspectOptions = "[--json] [--timeout SECONDS] [--settle] [--qt 5|6] [--session NAME]";
 
 constexpr CommandRow kCommands[] = {
-    { "tree", 0, 0, "", Target::ProgramOrSession, "[--json] [--objects] [--timeout SECONDS] [--qt 5|6] [--session NAME]" },
+    { "tree", 0, 0, "", Target::ProgramOrSession, "[--json] [--objects] [--timeout SECONDS] [--settle] [--qt 5|6] [--session NAME]" },
     { "get", 2, 2, "OBJECT MEMBER", Target::ProgramOrSession, kInspectOptions },
     { "set", 3, 3, "OBJECT MEMBER VALUE", Target::ProgramOrSession, kInspectOptions },
     { "call", 2, kAny, "OBJECT METHOD [ARGUMENT...]", Target::ProgramOrSession, kInspectOptions },
     { "describe", 1, 2, "OBJECT [MEMBER]", Target::ProgramOrSession, kInspectOptions },
     { "items", 1, 1, "OBJECT", Target::ProgramOrSession, kInspectOptions },
     { "item", 3, 4, "OBJECT KEY ACTION [VALUE]", Target::ProgramOrSession, kInspectOptions },
+    { "wait", 1, 4, "OBJECT [MEMBER [OPERATOR VALUE]]", Target::ProgramOrSession, kInspectOptions },
     { "start", 0, 0, "", Target::Program, "[--json] [--timeout SECONDS] [--qt 5|6] [--name NAME]" },
     { "attach", 1, 1, "PID", Target::None, "[--json] [--timeout SECONDS] [--name NAME]" },
     { "stop", 0, 1, "[NAME]", Target::None, "[--timeout SECONDS] [--session NAME]" },
@@ -103,6 +104,10 @@ bool readOption(const std::vector<std::string> &arguments, std::size_t *index, C
     const std::string &argument = arguments[*index];
     if (argument == "--json") {
         options->json = true;
+        return true;
+    }
+    if (argument == "--settle") {
+        options->settle = true;
         return true;
     }
     if (argument == "--objects") {
@@ -211,6 +216,7 @@ bool parseCommandLine(const std::string &command, const std::vector<std::string>
     const std::string optionsShown = row->options;
     if ((!options->session.empty() && optionsShown.find("--session") == std::string::npos)
         || (options->objects && optionsShown.find("--objects") == std::string::npos)
+        || (options->settle && optionsShown.find("--settle") == std::string::npos)
         || (!options->name.empty() && optionsShown.find("--name") == std::string::npos)) {
         *error = "that option does not go with " + command + ": " + synopsis(*row);
         return false;
@@ -294,6 +300,10 @@ std::string usage()
            "             or menu bar with their keys, states and rectangles, or the values\n"
            "             of a spin box, date-time edit, calendar, check box, radio button,\n"
            "             line or text edit, tool button or scroll area\n"
+           "  wait       wait until OBJECT exists, or its MEMBER reads true, or compares\n"
+           "             with VALUE by OPERATOR (== != < <= > >= ~ for contains), and print\n"
+           "             the value; on time-out fail with the last value seen. Checked on\n"
+           "             the program's GUI thread as its events arrive\n"
            "  item       act on one item: select, deselect, scroll (lists); expand,\n"
            "             collapse, scroll, show (trees); scroll, setText VALUE (table\n"
            "             cells); show, hide, scroll (combo boxes); bringIntoView (tabs);\n"
@@ -323,6 +333,8 @@ std::string usage()
            "  --json              print the result as one JSON document\n"
            "  --timeout SECONDS   how long to wait for the program's main widget and for\n"
            "                      each answer (default 30)\n"
+           "  --settle            first wait (within --timeout, at most 5 s) until the\n"
+           "                      program has had no event for 100 ms; start always does\n"
            "  --session NAME      work on the running session NAME instead of starting a\n"
            "                      program (VRQT_SESSION names one when no program is given)\n"
            "  --name NAME         the new session's name (letters, digits, . _ -); by\n"

@@ -16,6 +16,7 @@ struct CommandOptions
     bool json = false;
     bool help = false;
     bool objects = false; // tree: the objects that are not widgets as well
+    bool settle = false;  // wait for the program to settle before the work
     // Bounds the wait for the agent and for the shown main widget, and each
     // request after it.
     std::chrono::milliseconds timeout{ 30000 };

@@ -2,6 +2,7 @@
 
 #include <signal.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -23,6 +24,8 @@ constexpr milliseconds kQuitGrace{ 10000 };
 constexpr milliseconds kTerminateGrace{ 3000 };
 // For the "quit" request of a run that failed on the way.
 constexpr milliseconds kQuitRequestLimit{ 2000 };
+// How long a program may take to settle when asked to, at most.
+constexpr milliseconds kLongestSettle{ 5000 };
 
 int runOnSession(const CommandOptions &options, const CommandWork &work)
 {
@@ -41,6 +44,8 @@ int runOnSession(const CommandOptions &options, const CommandWork &work)
         return complain("the session " + options.session + " does not answer (" + error + ")");
     if (int result = greet(session, protocol::Deadline::after(options.timeout)))
         return result;
+    if (options.settle)
+        settle(session, options.timeout);
     const int result = work(session, options);
     return interrupts.arrived() ? int(kInterrupted) : result;
 }
@@ -51,6 +56,13 @@ int complain(const std::string &message)
 {
     std::fprintf(stderr, "vrqt: %s\n", message.c_str());
     return kFailure;
+}
+
+void settle(AgentSession &session, std::chrono::milliseconds limit)
+{
+    limit = std::min(limit, kLongestSettle);
+    session.call(QStringLiteral("settle"), QJsonObject{ { QStringLiteral("timeout"), double(limit.count()) } },
+                 protocol::Deadline::after(limit + milliseconds(1000)));
 }
 
 int greet(AgentSession &session, protocol::Deadline deadline, pid_t *pid)
@@ -164,6 +176,8 @@ int runProgram(const CommandOptions &options, const CommandWork &work)
     int result = run.launch(listener, {}, {});
     if (result == kSuccess)
         result = run.awaitReady(listener);
+    if (result == kSuccess && options.settle)
+        settle(run.session(), options.timeout);
     if (result == kSuccess)
         result = work(run.session(), options);
     return run.finish(result);

@@ -35,6 +35,10 @@ int runProgram(const CommandOptions &options, const CommandWork &work);
 // Writes "vrqt: message" to standard error; returns kFailure.
 int complain(const std::string &message);
 
+// Waits until the program has had no event for a moment (settle request),
+// within limit; a program that does not settle in time is no failure.
+void settle(AgentSession &session, std::chrono::milliseconds limit);
+
 // Checks the agent's greeting: the protocol it speaks, and that the program
 // is a Qt Widgets one. kSuccess, or a failure reported.
 int greet(AgentSession &session, protocol::Deadline deadline, pid_t *pid = nullptr);

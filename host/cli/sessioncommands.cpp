@@ -26,6 +26,8 @@ using std::chrono::milliseconds;
 // After "quit", then after SIGTERM, how long a session's program gets to end.
 constexpr milliseconds kTerminateGrace{ 3000 };
 constexpr milliseconds kQuitRequestLimit{ 2000 };
+// How long start waits, at most, for the new program to settle.
+constexpr milliseconds kStartSettle{ 3000 };
 
 std::string baseName(const std::string &path)
 {
@@ -124,6 +126,9 @@ int runStart(const CommandOptions &options)
         store.remove(info.name);
         return result;
     }
+    // A session is handed over settled, so that its first command sees what
+    // the program shows once started.
+    settle(run.session(), kStartSettle);
     run.program().release();
     return announce(options, store, info);
 }

@@ -26,6 +26,18 @@ void Channel::shutdown()
 
 Channel::Status Channel::send(const std::string &line, Deadline deadline)
 {
+    return write(line, [deadline] { return deadline; });
+}
+
+Channel::Status Channel::sendWhileRead(const std::string &line, std::chrono::milliseconds stallLimit)
+{
+    return write(line, [stallLimit] { return Deadline::after(stallLimit); });
+}
+
+template <typename NextDeadline>
+Channel::Status Channel::write(const std::string &line, NextDeadline nextDeadline)
+{
+    Deadline deadline = nextDeadline();
     std::size_t written = 0;
     while (written < line.size()) {
         if (shutDown)
@@ -33,6 +45,8 @@ Channel::Status Channel::send(const std::string &line, Deadline deadline)
         const ssize_t count = ::send(socket, line.data() + written, line.size() - written, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (count >= 0) {
             written += std::size_t(count);
+            if (count > 0)
+                deadline = nextDeadline();
             continue;
         }
         if (errno == EINTR)

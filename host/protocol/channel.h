@@ -23,6 +23,9 @@ public:
 
     // Writes all of line; a peer that went away gives Closed, never SIGPIPE.
     Status send(const std::string &line, Deadline deadline);
+    // Writes all of line however long that takes while the peer reads; gives
+    // up (TimedOut) once it has read nothing for stallLimit.
+    Status sendWhileRead(const std::string &line, std::chrono::milliseconds stallLimit);
     // Waits for the next line. Any of stopDescriptors becoming readable ends
     // the wait with Stopped, and the line stays buffered for a later call.
     Status receive(std::string *line, Deadline deadline, const std::vector<int> &stopDescriptors = {});
@@ -33,6 +36,9 @@ public:
     int descriptor() const { return socket; }
 
 private:
+    template <typename NextDeadline>
+    Status write(const std::string &line, NextDeadline nextDeadline);
+
     int socket;
     LineBuffer buffer;
     std::atomic<bool> shutDown{ false };

@@ -37,9 +37,12 @@ constexpr char kNoSuchObject[] = "no-such-object";    // no object answers to th
 constexpr char kAmbiguousObject[] = "ambiguous-object"; // the reference fits several objects
 constexpr char kNoSuchMember[] = "no-such-member";    // the object's type description has no such member
 constexpr char kInvokeFailed[] = "invoke-failed";     // the member's call failed; the error says with which HRESULT
+constexpr char kNotAProperty[] = "not-a-property";    // get or describe met a method where reading needs a property
+constexpr char kNotDeletable[] = "not-deletable";     // the call would delete an object that is not on the heap
 constexpr char kNoHelper[] = "no-helper";           // no control helper serves the object's class
 constexpr char kNoSuchItem[] = "no-such-item";       // the key names no item of the object
 constexpr char kQtMismatch[] = "qt-mismatch";         // the agent serves the other Qt major version
+constexpr char kTimedOut[] = "timed-out";             // a wait's condition did not hold in time
 constexpr char kInternal[] = "internal";
 } // namespace error
 

@@ -8,13 +8,16 @@
 //
 // --environment-file FILE writes the agent's variables as the program sees
 // them once it runs, one "NAME=value" a line. --show-after MS shows the main
-// window that much later.
+// window that much later. --ticker adds to the tool window a progress bar
+// "ticker" whose value rises by one every 100 ms; --late-dialog MS shows a
+// dialog "lateDialog", made only then, that much after start.
 #include <QApplication>
 #include <QFile>
 #include <QDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMainWindow>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTimer>
@@ -89,6 +92,14 @@ int main(int argc, char *argv[])
     tool.resize(120, 60);
     tool.show();
 
+    if (arguments.contains(QStringLiteral("--ticker"))) {
+        auto *ticker = new QProgressBar(&tool);
+        ticker->setObjectName(QStringLiteral("ticker"));
+        auto *tick = new QTimer(ticker);
+        QObject::connect(tick, &QTimer::timeout, ticker, [ticker] { ticker->setValue(ticker->value() + 1); });
+        tick->start(100);
+    }
+
     QMainWindow window;
     window.setObjectName(QStringLiteral("hostWindow"));
     window.setWindowTitle(QStringLiteral("Host Window"));
@@ -102,6 +113,14 @@ int main(int argc, char *argv[])
     QDialog neverShown(&window);
     neverShown.setObjectName(QStringLiteral("neverShownDialog"));
 
+    const int lateArgument = arguments.indexOf(QStringLiteral("--late-dialog"));
+    if (lateArgument > 0 && lateArgument + 1 < arguments.size()) {
+        QTimer::singleShot(arguments.at(lateArgument + 1).toInt(), &window, [&window] {
+            auto *late = new QDialog(&window);
+            late->setObjectName(QStringLiteral("lateDialog"));
+            late->show();
+        });
+    }
     const int delayArgument = arguments.indexOf(QStringLiteral("--show-after"));
     if (delayArgument > 0 && delayArgument + 1 < arguments.size())
         QTimer::singleShot(arguments.at(delayArgument + 1).toInt(), &window, &QWidget::show);

@@ -1,0 +1,126 @@
+// Waits and modal loops, through the agent's protocol in a program started
+// with it: conditions checked as the program's events arrive, time-outs
+// that say what they saw, and a call that opens a modal dialog.
+#include <gtest/gtest.h>
+
+#include <QElapsedTimer>
+#include <QJsonArray>
+
+#include "agentharness.h"
+#include "host/agent/waits.h"
+
+using namespace std::chrono_literals;
+using namespace vrqt::testing;
+using vrqt::agent::Satisfies;
+using vrqt::protocol::Deadline;
+
+namespace {
+
+QString str(const char *text)
+{
+    return QString::fromUtf8(text);
+}
+
+class Waits : public ::testing::Test
+{
+protected:
+    void start(const std::vector<std::string> &command)
+    {
+        std::string failure;
+        ASSERT_TRUE(harness.start(command, {}, &failure)) << failure;
+        ASSERT_TRUE(harness.call(id++, str("status")));
+    }
+
+    void TearDown() override
+    {
+        harness.call(id++, str("quit"));
+        harness.program().waitUntil(Deadline::after(30s));
+    }
+
+    std::optional<vrqt::protocol::Response> call(const char *request, const QJsonObject &params)
+    {
+        return harness.call(id++, str(request), params);
+    }
+
+    AgentHarness harness;
+    int id = 1;
+};
+
+} // namespace
+
+TEST(WaitConditions, CompareNumbersAsNumbersAndTheRestAsText)
+{
+    struct Row {
+        QJsonValue actual;
+        const char *op;
+        const char *wanted;
+        bool holds;
+    } rows[] = {
+        { 10, ">=", "9", true },      { 10, "<", "9", false },        { 10, "==", "10.0", true },
+        { str("10"), ">", "9", false }, // text: "10" sorts before "9"
+        { true, "==", "true", true }, { false, "!=", "true", true },   { str("StrongFocus"), "==", "StrongFocus", true },
+        { str("Saved a.txt"), "~", "a.txt", true }, { str("x"), "==", "\"x\"", true }, { QJsonValue(), "==", "null", true },
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(std::string(row.op) + " " + row.wanted);
+        EXPECT_EQ(Satisfies(row.actual, str(row.op), str(row.wanted)), row.holds);
+    }
+    bool known = true;
+    Satisfies(1, str("=~"), str("1"), &known);
+    EXPECT_FALSE(known);
+}
+
+TEST_F(Waits, AValueThatChangesOnATimerAndAnObjectThatAppearsLate)
+{
+    ASSERT_NO_FATAL_FAILURE(start({ targetPath("hostwindow"), "--ticker", "--late-dialog", "700" }));
+    QElapsedTimer took;
+    took.start();
+    const auto ticked = call("wait", { { str("object"), str("ticker") }, { str("member"), str("value") }, { str("operator"), str(">=") },
+                                       { str("value"), str("3") }, { str("timeout"), 10000 } });
+    ASSERT_TRUE(ticked && ticked->ok) << ticked->error.message.toStdString();
+    EXPECT_GE(ticked->result.toObject().value(str("value")).toInt(), 3);
+    const auto appeared = call("wait", { { str("object"), str("lateDialog") }, { str("member"), str("visible") }, { str("timeout"), 10000 } });
+    ASSERT_TRUE(appeared && appeared->ok) << appeared->error.message.toStdString();
+    EXPECT_GE(took.elapsed(), 600) << "the dialog is made 700 ms after start";
+
+    const auto missed = call("wait", { { str("object"), str("ticker") }, { str("member"), str("value") }, { str("operator"), str("<") },
+                                       { str("value"), str("0") }, { str("timeout"), 300 } });
+    ASSERT_TRUE(missed);
+    EXPECT_EQ(missed->error.code, str("timed-out"));
+    EXPECT_TRUE(missed->error.message.contains(str("the last value seen was"))) << missed->error.message.toStdString();
+    const auto nobody = call("wait", { { str("object"), str("nowhere") }, { str("timeout"), 200 } });
+    ASSERT_TRUE(nobody);
+    EXPECT_TRUE(nobody->error.message.contains(str("no object \"nowhere\""))) << nobody->error.message.toStdString();
+    const auto bad = call("wait", { { str("object"), str("ticker") }, { str("operator"), str(">") }, { str("value"), str("1") } });
+    ASSERT_TRUE(bad);
+    EXPECT_EQ(bad->error.code, str("invalid-params"));
+
+    // A timer every 100 ms never leaves 250 ms of quiet.
+    const auto busy = call("settle", { { str("quiet"), 250 }, { str("timeout"), 1000 } });
+    ASSERT_TRUE(busy && busy->ok);
+    EXPECT_FALSE(busy->result.toObject().value(str("settled")).toBool());
+}
+
+TEST_F(Waits, ACallThatOpensAModalDialogAnswersAndTheDialogStaysReachable)
+{
+    ASSERT_NO_FATAL_FAILURE(start({ VRQT_TEST_GALLERY }));
+    const auto settled = call("settle", { { str("quiet"), 50 }, { str("timeout"), 5000 } });
+    ASSERT_TRUE(settled && settled->ok);
+    EXPECT_TRUE(settled->result.toObject().value(str("settled")).toBool());
+    QElapsedTimer took;
+    took.start();
+    const auto opened = call("call", { { str("object"), str("actionAbout") }, { str("method"), str("trigger") }, { str("arguments"), QJsonArray() } });
+    ASSERT_TRUE(opened && opened->ok) << opened->error.message.toStdString();
+    EXPECT_TRUE(opened->result.toObject().value(str("modal")).toBool());
+    EXPECT_LT(took.elapsed(), 5000) << "answered while the dialog is open, not after a time-out";
+    const auto title = call("get", { { str("object"), str("QMessageBox") }, { str("member"), str("windowTitle") } });
+    ASSERT_TRUE(title && title->ok) << title->error.message.toStdString();
+    EXPECT_EQ(title->result.toObject().value(str("value")).toString(), str("About vrQt Gallery"));
+    const auto closed = call("call", { { str("object"), str("QMessageBox") }, { str("method"), str("accept") }, { str("arguments"), QJsonArray() } });
+    ASSERT_TRUE(closed && closed->ok) << closed->error.message.toStdString();
+    EXPECT_FALSE(closed->result.toObject().value(str("modal")).toBool());
+    const auto gone = call("wait", { { str("object"), str("QMessageBox") }, { str("member"), str("visible") }, { str("operator"), str("==") },
+                                     { str("value"), str("false") }, { str("timeout"), 5000 } });
+    ASSERT_TRUE(gone);
+    EXPECT_TRUE(gone->ok || gone->error.message.contains(str("no object"))) << gone->error.message.toStdString();
+}
