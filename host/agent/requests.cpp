@@ -5,6 +5,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 
@@ -35,6 +36,36 @@ std::chrono::milliseconds GuiLimitOf(const QJsonObject &params)
 QString text(const std::string &value)
 {
     return QString::fromStdString(value);
+}
+
+// A handler's message may name what the client sent; in full, a long text
+// would flood the answer and the terminal that prints it.
+constexpr int kLongestMessage = 1000;
+
+void CollectLongTexts(const QJsonValue &value, QStringList *texts)
+{
+    if (value.isString() && value.toString().size() > protocol::kQuotedLength)
+        texts->append(value.toString());
+    for (const QJsonValue &item : value.toArray())
+        CollectLongTexts(item, texts);
+    const QJsonObject object = value.toObject();
+    for (auto member = object.begin(); member != object.end(); ++member)
+        CollectLongTexts(member.value(), texts);
+}
+
+// message with every long text of params quoted as an excerpt, and cut
+// where it is still too long.
+QString ShortMessage(QString message, const QJsonObject &params)
+{
+    QStringList texts;
+    CollectLongTexts(QJsonValue(params), &texts);
+    // The longest first, so that a text that contains another goes whole.
+    std::sort(texts.begin(), texts.end(), [](const QString &left, const QString &right) { return left.size() > right.size(); });
+    for (const QString &longText : texts)
+        message.replace(longText, protocol::excerpt(longText));
+    if (message.size() > kLongestMessage)
+        message = message.left(kLongestMessage) + QStringLiteral("...");
+    return message;
 }
 
 } // namespace
@@ -79,6 +110,16 @@ QStringList RequestHandlers::names()
 
 Reply RequestHandlers::handle(const protocol::Request &request)
 {
+    if (closing.load())
+        return Reply::failure(protocol::error::kClosing, QStringLiteral("the application was asked to quit"));
+    Reply reply = dispatch(request);
+    if (!reply.ok)
+        reply.error.message = ShortMessage(reply.error.message, request.params);
+    return reply;
+}
+
+Reply RequestHandlers::dispatch(const protocol::Request &request)
+{
     for (const Entry &entry : table) {
         if (request.name != QLatin1String(entry.name))
             continue;
@@ -93,7 +134,7 @@ Reply RequestHandlers::handle(const protocol::Request &request)
         }
     }
     return Reply::failure(protocol::error::kUnknownRequest,
-                          QStringLiteral("unknown request \"%1\"; known are: %2").arg(request.name, names().join(QStringLiteral(", "))));
+                          QStringLiteral("unknown request \"%1\"; known are: %2").arg(protocol::excerpt(request.name), names().join(QStringLiteral(", "))));
 }
 
 Reply RequestHandlers::onGuiThread(std::function<Reply()> work, std::chrono::milliseconds guiLimit)
@@ -210,6 +251,8 @@ Reply RequestHandlers::item(const QJsonObject &params)
 
 Reply RequestHandlers::quit(const QJsonObject &)
 {
+    // Whatever comes after is answered "closing", from every client.
+    closing = true;
     Reply reply = Reply::success(QJsonObject{ { QStringLiteral("quitting"), true } });
     GuiExecutor *gui = &executor;
     // QCoreApplication::quit leaves every event loop of the GUI thread,

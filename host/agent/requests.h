@@ -6,6 +6,7 @@
 #include <QJsonValue>
 #include <QStringList>
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -38,7 +39,8 @@ public:
     ~RequestHandlers();
 
     // Serving thread of any connection, several at once: answers one
-    // request; never throws.
+    // request; never throws. Once quit has been answered, every request,
+    // from any client, is answered "closing".
     Reply handle(const protocol::Request &request);
 
     static QStringList names();
@@ -63,6 +65,7 @@ private:
     Reply items(const QJsonObject &params);
     Reply item(const QJsonObject &params);
 
+    Reply dispatch(const protocol::Request &request);
     // Runs work on the GUI thread, waiting for it at most guiLimit.
     Reply onGuiThread(std::function<Reply()> work, std::chrono::milliseconds guiLimit);
 
@@ -72,6 +75,7 @@ private:
     std::unique_ptr<ScriptRequests> scripts;
     std::unique_ptr<ItemRequests> itemRequests;
     std::unique_ptr<WaitRequests> waits;
+    std::atomic<bool> closing{ false };
 };
 
 } // namespace vrqt::agent

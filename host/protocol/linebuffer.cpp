@@ -16,17 +16,19 @@ std::optional<std::string> LineBuffer::takeLine()
     const std::size_t end = pending.find('\n', scanned);
     if (end == std::string::npos) {
         scanned = pending.size();
-        if (pending.size() > maximum)
+        // A line of exactly the limit may still wait for the "\n" after its "\r".
+        const bool endsInReturn = !pending.empty() && pending.back() == '\r';
+        if (pending.size() > maximum + (endsInReturn ? 1 : 0))
             tooLong = true;
-        return std::nullopt;
-    }
-    if (end > maximum) {
-        tooLong = true;
         return std::nullopt;
     }
     std::size_t length = end;
     if (length > 0 && pending[length - 1] == '\r')
         --length;
+    if (length > maximum) {
+        tooLong = true;
+        return std::nullopt;
+    }
     std::string line = pending.substr(0, length);
     pending.erase(0, end + 1);
     scanned = 0;

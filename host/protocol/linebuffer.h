@@ -20,7 +20,8 @@ public:
     // The oldest complete line without its "\n" (and without a "\r" before
     // it), or nothing while no line is complete or after an overflow.
     std::optional<std::string> takeLine();
-    // True once a line has grown past the limit: the rest of the stream
+    // True once a line (without its "\r\n" or "\n") has grown past the
+    // limit: the rest of the stream
     // cannot be split reliably, so the buffer takes nothing more.
     bool overflowed() const { return tooLong; }
     // Bytes of an unfinished line (an unterminated last line at end of stream).

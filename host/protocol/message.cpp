@@ -5,6 +5,7 @@
 
 #include <cmath>
 
+#include "host/protocol/jsontext.h"
 #include "host/protocol/protocol.h"
 
 namespace vrqt::protocol {
@@ -13,10 +14,14 @@ namespace {
 
 // 2^53: beyond it a JSON number no longer names one integer.
 constexpr double kLargestExactInteger = 9007199254740992.0;
+constexpr std::string_view kLargestExactDigits = "9007199254740992";
 
-// The error code for a line that is no JSON object, or nothing.
-const char *parseObject(const std::string &line, QJsonObject *object, QString *reason)
+// The error code for a line that is no JSON object, or nothing. members
+// receives the object's members as written.
+const char *parseObject(const std::string &line, QJsonObject *object, QString *reason, MemberTexts *members)
 {
+    if (!CheckJsonText(line, reason, members))
+        return error::kParse;
     QJsonParseError parseError{};
     const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromRawData(line.data(), int(line.size())), &parseError);
     if (parseError.error != QJsonParseError::NoError) {
@@ -31,6 +36,21 @@ const char *parseObject(const std::string &line, QJsonObject *object, QString *r
     return nullptr;
 }
 
+// An integer as written, without fraction or exponent, that a double holds
+// exactly: Qt's reader rounds 9007199254740993 to ...992 without a word.
+bool isExactIntegerText(std::string_view text)
+{
+    if (!text.empty() && text.front() == '-')
+        text.remove_prefix(1);
+    if (text.empty() || (text.front() == '0' && text.size() > 1))
+        return false;
+    for (char character : text) {
+        if (character < '0' || character > '9')
+            return false;
+    }
+    return text.size() < kLargestExactDigits.size() || (text.size() == kLargestExactDigits.size() && text <= kLargestExactDigits);
+}
+
 std::string encodeLine(const QJsonObject &object)
 {
     // Compact JSON has no raw line break, so it fits the framing as it is.
@@ -40,6 +60,13 @@ std::string encodeLine(const QJsonObject &object)
 }
 
 } // namespace
+
+QString excerpt(const QString &text)
+{
+    if (text.size() <= kQuotedLength)
+        return text;
+    return text.left(kQuotedLength) + QStringLiteral("... (%1 characters)").arg(text.size());
+}
 
 bool isValidId(const QJsonValue &id)
 {
@@ -56,15 +83,17 @@ bool parseRequest(const std::string &line, Request *request, Error *error)
     *request = Request{};
     QJsonObject object;
     QString reason;
-    if (const char *code = parseObject(line, &object, &reason)) {
+    MemberTexts members;
+    if (const char *code = parseObject(line, &object, &reason, &members)) {
         *error = { QLatin1String(code), reason, {} };
         return false;
     }
     const QJsonValue id = object.value(QLatin1String("id"));
-    if (isValidId(id))
+    const auto idText = members.find(QStringLiteral("id"));
+    if (isValidId(id) && (id.isString() || (idText != members.end() && isExactIntegerText(idText->second))))
         request->id = id;
     else {
-        *error = { QLatin1String(error::kInvalidRequest), QStringLiteral("\"id\" must be an integer or a string"), {} };
+        *error = { QLatin1String(error::kInvalidRequest), QStringLiteral("\"id\" must be a string, or an integer written without fraction or exponent and at most 2^53 in size"), {} };
         return false;
     }
     const QJsonValue name = object.value(QLatin1String("request"));
@@ -86,7 +115,7 @@ bool parseResponse(const std::string &line, Response *response, QString *reason)
 {
     *response = Response{};
     QJsonObject object;
-    if (parseObject(line, &object, reason))
+    if (parseObject(line, &object, reason, nullptr))
         return false;
     const QJsonValue ok = object.value(QLatin1String("ok"));
     if (!ok.isBool()) {

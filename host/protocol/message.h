@@ -51,7 +51,14 @@ std::string encodeRequest(const QJsonValue &id, const QString &name, const QJson
 std::string encodeResult(const QJsonValue &id, const QJsonValue &result);
 std::string encodeError(const QJsonValue &id, const Error &error);
 
+// How much of a text the client sent a message quotes.
+constexpr int kQuotedLength = 200;
+// text for a message: as it is up to kQuotedLength characters, else cut
+// there, with the length of the whole.
+QString excerpt(const QString &text);
+
 // True for the ids a request may carry: integers exact in a double, or strings.
+// parseRequest also wants an integer written without fraction or exponent.
 bool isValidId(const QJsonValue &id);
 
 } // namespace vrqt::protocol
