@@ -36,6 +36,8 @@ public:
     std::string path() const { return modulePath.empty() ? host::ModuleHost::defaultModulePath() : modulePath; }
 
     IvrQtObjectsHelper *objects() const { return objectsHelper.get(); }
+    // What carries work to an object's thread.
+    scripting::ThreadDelivery &threadDelivery() const { return delivery; }
     IvrQtWidgetsHelper *widgets() const { return widgetsHelper.get(); }
 
     // The scripting session of this load, attached to the module on first

@@ -8,12 +8,14 @@
 #include <optional>
 #include <vector>
 
+#include "host/agent/destructionguard.h"
 #include "host/agent/moduleview.h"
 #include "host/agent/objectpath.h"
 #include "host/agent/typedescriber.h"
 #include "host/agent/valuejson.h"
 #include "host/protocol/protocol.h"
 #include "host/scripting/dispatchcalls.h"
+#include "host/scripting/enumtext.h"
 #include "host/scripting/membertypes.h"
 #include "host/scripting/scriptsession.h"
 #include "host/scripting/scripttext.h"
@@ -46,6 +48,16 @@ Reply CallFailure(const QString &what, HRESULT hr)
                           { { QStringLiteral("hresult"), code }, { QStringLiteral("hresultText"), text } });
 }
 
+// Reading never runs a method: a script host asked for a method's value
+// would call it, and a click or a deleteLater is no value.
+Reply NotAProperty(const QString &path, const QString &name)
+{
+    return Reply::failure(protocol::error::kNotAProperty,
+                          QStringLiteral("%1.%2 is a method, not a property: get and describe read properties and never call "
+                                         "methods (call runs them)")
+                              .arg(path, protocol::excerpt(name)));
+}
+
 // Holds a VARIANT for one statement's scope.
 class Variant
 {
@@ -74,7 +86,12 @@ struct Reach
     std::optional<Reply> failure;
     DISPID memberId = DISPID_UNKNOWN;
     scripting::FunctionDescription function;
+    Ref<ITypeInfo> typeInfo; // the holder's type description; empty for plain values
     QObject *object = nullptr;
+
+    // Whether the member can be read without running anything: a property,
+    // a plain value's part, or a value object's own value.
+    bool readable() const { return !typeInfo || function || memberId == DISPID_VALUE; }
 };
 
 // The member names of path; nothing when a name is empty.
@@ -93,7 +110,7 @@ std::optional<Reply> LookUp(IDispatch *holder, const QString &name, const QStrin
 {
     const HRESULT hr = scripting::MemberIdOf(holder, name, memberId);
     if (hr == DISP_E_UNKNOWNNAME)
-        return Reply::failure(protocol::error::kNoSuchMember, QStringLiteral("%1 has no member \"%2\"").arg(path, name));
+        return Reply::failure(protocol::error::kNoSuchMember, QStringLiteral("%1 has no member \"%2\"").arg(path, protocol::excerpt(name)));
     if (FAILED(hr))
         return CallFailure(QStringLiteral("looking up %1.%2").arg(path, name), hr);
     return std::nullopt;
@@ -126,14 +143,16 @@ public:
             return reach;
         if (std::optional<Reply> missing = LookUp(reach.holder.get(), reach.member, reach.path, &reach.memberId))
             return failed(reach, *missing);
-        if (const Ref<ITypeInfo> typeInfo = TypeInfoOf(reach.holder.get()))
-            reach.function = scripting::FindFunction(typeInfo.get(), reach.memberId, kind);
+        reach.typeInfo = TypeInfoOf(reach.holder.get());
+        if (reach.typeInfo)
+            reach.function = scripting::FindFunction(reach.typeInfo.get(), reach.memberId, kind);
         reach.object = ObjectOf(reach.holder.get());
         return reach;
     }
 
     // Finds the object of params["object"] and reads every name of the
-    // member path but the last (all of them when keepLast is false).
+    // member path but the last (all of them when keepLast is false). Each
+    // must be a property: a method on the way is refused, never run.
     Reach reach(const QJsonObject &params, const char *memberKey, bool memberRequired, bool keepLast)
     {
         Reach reach;
@@ -147,7 +166,7 @@ public:
             return failed(reach, InvalidParams(QStringLiteral("\"%1\" must be a member name or a path of them").arg(QLatin1String(memberKey))));
         std::optional<QStringList> names = memberValue.isString() ? MemberNames(memberValue.toString()) : QStringList();
         if (!names)
-            return failed(reach, InvalidParams(QStringLiteral("\"%1\" has an empty name").arg(memberValue.toString())));
+            return failed(reach, InvalidParams(QStringLiteral("\"%1\" has an empty name").arg(protocol::excerpt(memberValue.toString()))));
         reach.session = module.scripting();
         if (!reach.session)
             return failed(reach, Reply::failure(protocol::error::kModuleUnavailable, QString::fromStdString(module.error())));
@@ -156,20 +175,21 @@ public:
             return failed(reach, Reply::failure(lookup.error, lookup.message));
         HRESULT hr = reach.session->objectDispatch(lookup.object, reinterpret_cast<IDispatch **>(reach.holder.out()));
         if (FAILED(hr))
-            return failed(reach, CallFailure(QStringLiteral("scripting %1").arg(objectText), hr));
-        reach.path = objectText;
+            return failed(reach, CallFailure(QStringLiteral("scripting %1").arg(protocol::excerpt(objectText)), hr));
+        reach.path = protocol::excerpt(objectText);
         if (keepLast)
             reach.member = names->takeLast();
         for (const QString &name : *names) {
             DISPID memberId = DISPID_UNKNOWN;
             if (std::optional<Reply> missing = LookUp(reach.holder.get(), name, reach.path, &memberId))
                 return failed(reach, *missing);
+            if (!scripting::IsReadableProperty(reach.holder.get(), memberId))
+                return failed(reach, NotAProperty(reach.path, name));
             Variant value;
-            std::vector<VARIANT> none;
-            hr = scripting::InvokeMember(reach.holder.get(), memberId, DISPATCH_PROPERTYGET | DISPATCH_METHOD, none, value.out());
+            hr = scripting::ReadProperty(reach.holder.get(), memberId, value.out());
             if (FAILED(hr))
                 return failed(reach, CallFailure(QStringLiteral("reading %1.%2").arg(reach.path, name), hr));
-            reach.path += QLatin1Char('.') + name;
+            reach.path += QLatin1Char('.') + protocol::excerpt(name);
             if (value.get().vt != VT_DISPATCH || !value.get().pdispVal)
                 return failed(reach, Reply::failure(protocol::error::kNoSuchMember,
                                                     QStringLiteral("%1 is a %2, which has no members")
@@ -199,13 +219,14 @@ public:
         } else if (!typeName.isEmpty() && type.fromText) {
             hr = reach.session->valueFromText(typeName, scripting::UnquotedScriptText(text), &into->pdispVal);
             if (hr == E_INVALIDARG)
-                return InvalidParams(QStringLiteral("\"%1\" does not read as a %2").arg(text, typeName));
+                return InvalidParams(QStringLiteral("\"%1\" does not read as a %2").arg(protocol::excerpt(text), typeName));
         } else {
             hr = scripting::ScriptValueFromText(text, into);
-            return SUCCEEDED(hr) ? std::nullopt : std::optional<Reply>(CallFailure(QStringLiteral("reading \"%1\"").arg(text), hr));
+            return SUCCEEDED(hr) ? std::nullopt
+                                 : std::optional<Reply>(CallFailure(QStringLiteral("reading \"%1\"").arg(protocol::excerpt(text)), hr));
         }
         if (FAILED(hr))
-            return CallFailure(QStringLiteral("making a %1 of \"%2\"").arg(typeName, text), hr);
+            return CallFailure(QStringLiteral("making a %1 of \"%2\"").arg(typeName, protocol::excerpt(text)), hr);
         into->vt = VT_DISPATCH;
         return std::nullopt;
     }
@@ -240,6 +261,42 @@ Reply Finish(const Reach &reach, WORD flags, std::vector<VARIANT> &arguments, co
     return Reply::success(result ? QJsonValue(RenderValue(*result)) : QJsonValue(QJsonObject()));
 }
 
+// The member's name as its type description writes it ("deleteLater" for
+// "DELETELATER").
+QString DeclaredName(const Reach &reach)
+{
+    host::Bstr name;
+    if (!reach.typeInfo || FAILED(reach.typeInfo->GetDocumentation(reach.memberId, name.out(), nullptr, nullptr, nullptr)))
+        return reach.member;
+    return scripting::FromBstr(name.get());
+}
+
+// The enumeration or flags type of the property reach names; invalid for
+// any other member.
+QMetaEnum EnumerationOf(const Reach &reach)
+{
+    const QMetaProperty property = scripting::PropertyOf(reach.object, reach.member);
+    return property.isValid() && (property.isEnumType() || property.isFlagType()) ? property.enumerator() : QMetaEnum();
+}
+
+// A value for an enumeration or flags property: its names, or a number.
+std::optional<Reply> EnumerationValue(const QMetaEnum &enumerator, QString *text)
+{
+    const QString unquoted = scripting::UnquotedScriptText(*text);
+    if (const std::optional<int> value = scripting::EnumValueFromText(enumerator, unquoted)) {
+        *text = QString::number(*value);
+        return std::nullopt;
+    }
+    bool number = false;
+    unquoted.toInt(&number);
+    if (number)
+        return std::nullopt;
+    return InvalidParams(QStringLiteral("\"%1\" is no value of %2, whose names are %3%4")
+                             .arg(protocol::excerpt(*text), scripting::EnumTypeName(enumerator),
+                                  scripting::EnumKeys(enumerator).join(QStringLiteral(", ")),
+                                  QLatin1String(enumerator.isFlag() ? " (joined by |)" : "")));
+}
+
 } // namespace
 
 Reply ScriptRequests::get(const QJsonObject &params)
@@ -247,9 +304,20 @@ Reply ScriptRequests::get(const QJsonObject &params)
     const Reach reach = Script(module).member(params, "member", INVOKE_PROPERTYGET);
     if (reach.failure)
         return *reach.failure;
+    if (!reach.readable())
+        return NotAProperty(reach.path, reach.member);
     Variant value;
     std::vector<VARIANT> none;
-    return Finish(reach, DISPATCH_PROPERTYGET, none, "reading", value.out());
+    Reply reply = Finish(reach, DISPATCH_PROPERTYGET, none, "reading", value.out());
+    const QMetaEnum enumerator = EnumerationOf(reach);
+    if (!reply.ok || !enumerator.isValid() || value.get().vt != VT_I4)
+        return reply;
+    QJsonObject rendered = reply.result.toObject();
+    rendered.insert(QStringLiteral("qtType"), scripting::EnumTypeName(enumerator));
+    const QString name = scripting::EnumValueText(enumerator, value.get().lVal);
+    if (!name.isEmpty())
+        rendered.insert(QStringLiteral("name"), name);
+    return Reply::success(rendered);
 }
 
 Reply ScriptRequests::set(const QJsonObject &params)
@@ -261,6 +329,10 @@ Reply ScriptRequests::set(const QJsonObject &params)
     const Reach reach = script.member(params, "member", INVOKE_PROPERTYPUT);
     if (reach.failure)
         return *reach.failure;
+    if (const QMetaEnum enumerator = EnumerationOf(reach); enumerator.isValid()) {
+        if (std::optional<Reply> refused = EnumerationValue(enumerator, &text))
+            return *refused;
+    }
     Arguments arguments;
     arguments.values.resize(1);
     const VARTYPE declared = reach.function ? reach.function->elemdescFunc.tdesc.vt : VARTYPE(VT_EMPTY);
@@ -286,6 +358,10 @@ Reply ScriptRequests::call(const QJsonObject &params)
     const Reach reach = script.member(params, "method", INVOKE_FUNC);
     if (reach.failure)
         return *reach.failure;
+    if (reach.object && reach.typeInfo && DestroysObject(reach.object, DeclaredName(reach))) {
+        if (std::optional<Reply> refused = RefuseUnsafeDeletion(reach.object, reach.path, module.threadDelivery()))
+            return *refused;
+    }
     Arguments arguments;
     arguments.values.resize(size_t(texts.size()));
     for (int index = 0; index < texts.size(); ++index) {
@@ -301,15 +377,42 @@ Reply ScriptRequests::call(const QJsonObject &params)
 Reply ScriptRequests::describe(const QJsonObject &params)
 {
     Script script(module);
-    Reach reach = script.reach(params, "member", false, false);
+    const Reach reach = script.reach(params, "member", false, true);
     if (reach.failure)
         return *reach.failure;
-    QObject *object = ObjectOf(reach.holder.get());
-    const Ref<ITypeInfo> typeInfo = TypeInfoOf(reach.holder.get());
+    Ref<IDispatch> described = reach.holder;
+    QString path = reach.path;
+    DISPID memberId = DISPID_UNKNOWN;
+    if (!reach.member.isEmpty()) {
+        if (std::optional<Reply> missing = LookUp(reach.holder.get(), reach.member, reach.path, &memberId))
+            return *missing;
+        // A property that holds an object leads on to that object; a method,
+        // or any other property, is described itself.
+        Variant value;
+        if (scripting::IsReadableProperty(reach.holder.get(), memberId)
+            && SUCCEEDED(scripting::ReadProperty(reach.holder.get(), memberId, value.out())) && value.get().vt == VT_DISPATCH
+            && ObjectOf(value.get().pdispVal)) {
+            value.get().pdispVal->AddRef();
+            described = Ref<IDispatch>(value.get().pdispVal);
+            path += QLatin1Char('.') + reach.member;
+            memberId = DISPID_UNKNOWN;
+        }
+    }
+    QObject *object = ObjectOf(described.get());
+    const Ref<ITypeInfo> typeInfo = TypeInfoOf(described.get());
     if (!object || !typeInfo)
-        return Reply::failure(protocol::error::kNoSuchObject, QStringLiteral("%1 is no object that has a type description").arg(reach.path));
-    return Reply::success(QJsonObject{ { QStringLiteral("object"), ObjectIdentity(reach.holder.get(), object) },
-                                       { QStringLiteral("chain"), DescribeTypeChain(typeInfo.get()) } });
+        return Reply::failure(protocol::error::kNoSuchObject, QStringLiteral("%1 is no object that has a type description").arg(path));
+    QJsonObject result{ { QStringLiteral("object"), ObjectIdentity(described.get(), object) } };
+    if (memberId == DISPID_UNKNOWN) {
+        result.insert(QStringLiteral("chain"), DescribeTypeChain(typeInfo.get(), object));
+        return Reply::success(result);
+    }
+    const QJsonObject member = DescribeChainMember(typeInfo.get(), object, memberId);
+    if (member.isEmpty())
+        return Reply::failure(protocol::error::kNoSuchMember,
+                              QStringLiteral("%1 has no member \"%2\" in its type description").arg(path, protocol::excerpt(reach.member)));
+    result.insert(QStringLiteral("member"), member);
+    return Reply::success(result);
 }
 
 } // namespace vrqt::agent

@@ -79,13 +79,13 @@ QJsonValue ScalarJson(const VARIANT &value)
     return text;
 }
 
-// A member read through dispatch, as JSON; null when the read fails.
+// A property read through dispatch, as JSON; null when the read fails or
+// the member is a method, which reading never runs.
 QJsonValue ReadJson(IDispatch *dispatch, DISPID memberId)
 {
     VARIANT read;
     VariantInit(&read);
-    std::vector<VARIANT> none;
-    if (FAILED(scripting::InvokeMember(dispatch, memberId, DISPATCH_PROPERTYGET | DISPATCH_METHOD, none, &read)))
+    if (FAILED(scripting::ReadProperty(dispatch, memberId, &read)))
         return QJsonValue();
     QJsonValue json;
     if (read.vt != VT_DISPATCH)

@@ -1,5 +1,8 @@
 #include "host/scripting/dispatchcalls.h"
 
+#include "host/scripting/typechain.h"
+#include "host/scripting/valueobject.h"
+
 namespace vrqt::scripting {
 
 HRESULT MemberIdOf(IDispatch *object, const QString &name, DISPID *memberId)
@@ -36,6 +39,30 @@ HRESULT ReadMember(IDispatch *object, const QString &name, VARIANT *result)
         return hr;
     std::vector<VARIANT> none;
     return InvokeMember(object, memberId, DISPATCH_PROPERTYGET | DISPATCH_METHOD, none, result);
+}
+
+bool IsReadableProperty(IDispatch *object, DISPID memberId)
+{
+    // The host's own value objects read their value themselves.
+    if (memberId == DISPID_VALUE && ValueObject::from(object))
+        return true;
+    UINT count = 0;
+    if (!object || FAILED(object->GetTypeInfoCount(&count)) || count == 0)
+        return object != nullptr;
+    host::Ref<ITypeInfo> typeInfo;
+    if (FAILED(object->GetTypeInfo(0, 0, reinterpret_cast<ITypeInfo **>(typeInfo.out()))) || !typeInfo)
+        return false;
+    return bool(FindFunction(typeInfo.get(), memberId, INVOKE_PROPERTYGET));
+}
+
+HRESULT ReadProperty(IDispatch *object, DISPID memberId, VARIANT *result)
+{
+    if (!object)
+        return E_POINTER;
+    if (!IsReadableProperty(object, memberId))
+        return DISP_E_MEMBERNOTFOUND;
+    std::vector<VARIANT> none;
+    return InvokeMember(object, memberId, DISPATCH_PROPERTYGET, none, result);
 }
 
 } // namespace vrqt::scripting

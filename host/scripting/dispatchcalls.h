@@ -24,4 +24,16 @@ HRESULT InvokeMember(IDispatch *object, DISPID memberId, WORD flags, std::vector
 // A property read (or a method without arguments) by name into result.
 HRESULT ReadMember(IDispatch *object, const QString &name, VARIANT *result);
 
+// Reading that never calls: a property get of memberId, made only when the
+// object's type description (and its bases) declare a get of it; a method
+// is never run, as a script host would run one asked for its value. Values
+// without a type description read their own parts. DISP_E_MEMBERNOTFOUND
+// when the member is a method or cannot be read.
+HRESULT ReadProperty(IDispatch *object, DISPID memberId, VARIANT *result);
+
+// Whether memberId is a property of object that can be read: true for the
+// members of values without a type description, and for DISPID_VALUE of the
+// host's value objects, which read it themselves.
+bool IsReadableProperty(IDispatch *object, DISPID memberId);
+
 } // namespace vrqt::scripting
