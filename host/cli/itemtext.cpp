@@ -10,7 +10,7 @@ namespace {
 
 std::string text(const QJsonValue &value)
 {
-    return value.toString().toStdString();
+    return escaped(value.toString());
 }
 
 std::string number(const QJsonValue &value)

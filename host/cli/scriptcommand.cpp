@@ -7,6 +7,7 @@
 
 #include "host/cli/agentsession.h"
 #include "host/cli/programrun.h"
+#include "host/cli/quoting.h"
 #include "host/cli/resulttext.h"
 
 namespace vrqt::cli {
@@ -44,8 +45,9 @@ int runScript(const CommandOptions &options)
     return runProgram(options, [](AgentSession &session, const CommandOptions &options) {
         const QString request = text(options.command);
         const CallResult answer = session.call(request, scriptRequestParams(options), protocol::Deadline::after(options.timeout));
+        // The message may quote the program's texts and the user's own.
         if (!answer.ok())
-            return complain(answer.message);
+            return complain(escaped(QString::fromStdString(answer.message)));
         std::string out;
         if (options.json)
             out = QJsonDocument(answer.result.toObject()).toJson(QJsonDocument::Indented).toStdString();

@@ -23,7 +23,7 @@ std::string flag(const QJsonValue &value, const char *whenTrue, const char *when
 void renderNode(const QJsonObject &node, int depth, bool main, std::string *out)
 {
     std::string line(std::size_t(depth) * 2, ' ');
-    line += node.value(QLatin1String("className")).toString(QStringLiteral("?")).toStdString();
+    line += escaped(node.value(QLatin1String("className")).toString(QStringLiteral("?")));
     const bool widget = node.value(QLatin1String("widget")).toBool(true);
     if (widget) {
         line += " index=" + number(node.value(QLatin1String("qtIndex")));
@@ -54,7 +54,7 @@ void renderNode(const QJsonObject &node, int depth, bool main, std::string *out)
         line += " main";
     if (node.contains(QLatin1String("path")))
         line += " path=" + quoted(node.value(QLatin1String("path")));
-    line += " address=" + node.value(QLatin1String("address")).toString(QStringLiteral("?")).toStdString();
+    line += " address=" + escaped(node.value(QLatin1String("address")).toString(QStringLiteral("?")));
     *out += line + "\n";
     for (const char *below : { "children", "objects" }) {
         for (const QJsonValue &child : node.value(QLatin1String(below)).toArray())

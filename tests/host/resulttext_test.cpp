@@ -27,7 +27,7 @@ TEST(ResultText, AValueIsItsTextAnObjectWhoItIs)
         { "a number", R"({"vt":"VT_I4","value":42})", "42\n" },
         { "a fraction", R"({"vt":"VT_R8","value":0.25})", "0.25\n" },
         { "a flag", R"({"vt":"VT_BOOL","value":false})", "false\n" },
-        { "a text as it is", R"({"vt":"VT_DISPATCH","typeName":"QString","value":"two\nlines"})", "two\nlines\n" },
+        { "a text on one line", R"({"vt":"VT_DISPATCH","typeName":"QString","value":"two\nlines"})", "two\\nlines\n" },
         { "a value with parts", R"({"vt":"VT_DISPATCH","typeName":"QRect","value":"1,2 3x4","parts":{"x":1}})", "1,2 3x4\n" },
         { "a null pointer", R"({"vt":"VT_DISPATCH","typeName":"QObject*","value":null})", "null\n" },
         { "an object", R"({"vt":"VT_DISPATCH","typeName":"QObject*","value":"0x10",
