@@ -28,7 +28,7 @@ ButtonsPage::ButtonsPage(QWidget *parent)
     clicks->setObjectName(QStringLiteral("clickCountLabel"));
     const auto showClicks = [clicks](int count) { clicks->setText(tr("Clicks: %1").arg(count)); };
     showClicks(m_counter->clickCount());
-    connect(m_counter, &GalleryButton::clickCountChanged, this, showClicks);
+    connect(m_counter, &GalleryButton::clickCountChanged, clicks, showClicks);
     layout->addWidget(clicks);
 
     layout->addWidget(createContextTarget(), 1);
@@ -88,7 +88,8 @@ QWidget *ButtonsPage::createCommands()
         report(tr("Counter tone: %1").arg(QLatin1String(QMetaEnum::fromType<GalleryButton::Tone>().valueToKey(tone))));
     });
     connect(reset, &QPushButton::clicked, this, [this] {
-        m_counter->resetClickCount();
+        if (m_counter)
+            m_counter->resetClickCount();
         report(tr("Counter reset"));
     });
 
@@ -136,7 +137,7 @@ QWidget *ButtonsPage::createContextTarget()
         action->setChecked(!choice.colour.isValid());
         colourGroup->addAction(action);
         const QColor colour = choice.colour;
-        connect(action, &QAction::triggered, this, [this, colour, name = choice.name] {
+        connect(action, &QAction::triggered, m_contextTarget, [this, colour, name = choice.name] {
             QPalette palette = m_contextTarget->palette();
             palette.setColor(QPalette::Window, colour.isValid() ? colour : this->palette().color(QPalette::Window));
             m_contextTarget->setPalette(palette);
@@ -148,11 +149,13 @@ QWidget *ButtonsPage::createContextTarget()
 
 void ButtonsPage::showContextMenu(const QPoint &position)
 {
-    m_contextMenu->popup(m_contextTarget->mapToGlobal(position));
+    if (m_contextMenu && m_contextTarget)
+        m_contextMenu->popup(m_contextTarget->mapToGlobal(position));
 }
 
 void ButtonsPage::report(const QString &text)
 {
-    m_lastCommand->setText(text);
+    if (m_lastCommand)
+        m_lastCommand->setText(text);
     emit activity(text);
 }

@@ -3,6 +3,7 @@
 // context menu of its own.
 #pragma once
 
+#include <QPointer>
 #include <QWidget>
 
 class GalleryButton;
@@ -26,8 +27,9 @@ private:
     void showContextMenu(const QPoint &position);
     void report(const QString &text);
 
-    GalleryButton *m_counter = nullptr;
-    QLabel *m_lastCommand = nullptr;
-    QLabel *m_contextTarget = nullptr;
-    QMenu *m_contextMenu = nullptr;
+    // A host may delete any widget of the page: each is used while it lives.
+    QPointer<GalleryButton> m_counter;
+    QPointer<QLabel> m_lastCommand;
+    QPointer<QLabel> m_contextTarget;
+    QPointer<QMenu> m_contextMenu;
 };

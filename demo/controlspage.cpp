@@ -136,8 +136,9 @@ QWidget *ControlsPage::createShippingGroup()
     m_shipping->button(0)->setChecked(true);
     m_shipping->button(3)->setEnabled(false);
 
-    connect(m_shipping, &QButtonGroup::idClicked, this, [this] {
-        emit activity(tr("Shipping: %1").arg(m_shipping->checkedButton()->text()));
+    connect(m_shipping, &QButtonGroup::idClicked, this, [this](int id) {
+        if (const QAbstractButton *chosen = m_shipping ? m_shipping->button(id) : nullptr)
+            emit activity(tr("Shipping: %1").arg(chosen->text()));
     });
     connect(m_shipping, &QButtonGroup::idToggled, this, &ControlsPage::updateSummary);
     return group;
@@ -169,8 +170,12 @@ QWidget *ControlsPage::createOptionsGroup()
 
 void ControlsPage::updateSummary()
 {
-    m_volumeValue->setNum(m_volume->value());
-    const QAbstractButton *shipping = m_shipping->checkedButton();
+    if (m_volumeValue && m_volume)
+        m_volumeValue->setNum(m_volume->value());
+    // A form a host took a field of sums up no more.
+    if (!m_summary || !m_quantity || !m_size || !m_city || !m_price || !m_delivery || !m_notify)
+        return;
+    const QAbstractButton *shipping = m_shipping ? m_shipping->checkedButton() : nullptr;
     const QString notify[] = { tr("no notice"), tr("notice if late"), tr("notice") };
     // One arg() call: a typed city such as "%1" must stay as typed.
     m_summary->setText(tr("%1 x %2 to %3 at %4 EUR each, %5 on %6, %7")

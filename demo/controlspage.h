@@ -3,6 +3,7 @@
 // that sums up what they hold.
 #pragma once
 
+#include <QPointer>
 #include <QWidget>
 
 class QButtonGroup;
@@ -30,14 +31,15 @@ private:
     QWidget *createOptionsGroup();
     void updateSummary();
 
-    QComboBox *m_city = nullptr;
-    QComboBox *m_size = nullptr;
-    QSpinBox *m_quantity = nullptr;
-    QDoubleSpinBox *m_price = nullptr;
-    QDateTimeEdit *m_delivery = nullptr;
-    QSlider *m_volume = nullptr;
-    QLabel *m_volumeValue = nullptr;
-    QButtonGroup *m_shipping = nullptr;
-    QCheckBox *m_notify = nullptr;
-    QLabel *m_summary = nullptr;
+    // A host may delete any of them: each is used while it lives.
+    QPointer<QComboBox> m_city;
+    QPointer<QComboBox> m_size;
+    QPointer<QSpinBox> m_quantity;
+    QPointer<QDoubleSpinBox> m_price;
+    QPointer<QDateTimeEdit> m_delivery;
+    QPointer<QSlider> m_volume;
+    QPointer<QLabel> m_volumeValue;
+    QPointer<QButtonGroup> m_shipping;
+    QPointer<QCheckBox> m_notify;
+    QPointer<QLabel> m_summary;
 };

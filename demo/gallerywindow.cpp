@@ -66,7 +66,8 @@ GalleryWindow::GalleryWindow(QWidget *parent)
 
 void GalleryWindow::logActivity(const QString &text)
 {
-    m_activityLog->appendPlainText(text);
+    if (m_activityLog)
+        m_activityLog->appendPlainText(text);
     statusBar()->showMessage(text, 3000);
 }
 
@@ -212,6 +213,7 @@ void GalleryWindow::recordAction(QAction *action)
     QString text = action->iconText();
     if (action->isCheckable())
         text = action->isChecked() ? tr("%1 (on)").arg(text) : tr("%1 (off)").arg(text);
-    m_statusLabel->setText(tr("Last action: %1").arg(text));
+    if (m_statusLabel)
+        m_statusLabel->setText(tr("Last action: %1").arg(text));
     logActivity(tr("Action: %1").arg(text));
 }

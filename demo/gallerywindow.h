@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QMainWindow>
+#include <QPointer>
 
 class QAction;
 class QDockWidget;
@@ -29,6 +30,7 @@ private:
     void wireActions(const GalleryActions &actions, QToolBar *toolBar, QDockWidget *dock);
     void recordAction(QAction *action);
 
-    QPlainTextEdit *m_activityLog = nullptr;
-    QLabel *m_statusLabel = nullptr;
+    // A host may delete either: each is used while it lives.
+    QPointer<QPlainTextEdit> m_activityLog;
+    QPointer<QLabel> m_statusLabel;
 };

@@ -89,12 +89,13 @@ QListWidget *ListsPage::createList()
     list->setContextMenuPolicy(Qt::ActionsContextMenu);
     auto *addAction = new QAction(tr("&Add Item"), list);
     addAction->setObjectName(QStringLiteral("addItemAction"));
-    connect(addAction, &QAction::triggered, this, [this] {
+    // With the list as context: the connections end with it.
+    connect(addAction, &QAction::triggered, list, [this] {
         m_list->addItem(tr("New item %1").arg(m_list->count() + 1));
         emit activity(tr("List: item added"));
     });
     auto *removeAction = new QAction(tr("&Remove Item"), list);
-    connect(removeAction, &QAction::triggered, this, [this] {
+    connect(removeAction, &QAction::triggered, list, [this] {
         const int row = m_list->currentRow();
         if (row < 0)
             return;
@@ -104,7 +105,7 @@ QListWidget *ListsPage::createList()
     auto *separator = new QAction(list);
     separator->setSeparator(true);
     auto *sortAction = new QAction(tr("&Sort"), list);
-    connect(sortAction, &QAction::triggered, this, [this] {
+    connect(sortAction, &QAction::triggered, list, [this] {
         m_list->sortItems();
         emit activity(tr("List: sorted"));
     });

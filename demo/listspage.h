@@ -2,6 +2,7 @@
 // the duplicates, blanks and gaps that real data has.
 #pragma once
 
+#include <QPointer>
 #include <QWidget>
 
 class QListWidget;
@@ -23,5 +24,5 @@ private:
     QTreeWidget *createTree();
     QTableWidget *createTable();
 
-    QListWidget *m_list = nullptr;
+    QPointer<QListWidget> m_list; // a host may delete it
 };

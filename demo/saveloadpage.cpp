@@ -54,6 +54,8 @@ SaveLoadPage::SaveLoadPage(QWidget *parent)
 
 void SaveLoadPage::save()
 {
+    if (!m_fileName || !m_password)
+        return;
     const QString name = m_fileName->text().trimmed();
     if (name.isEmpty()) {
         report(tr("Not saved: the file name is empty."));
@@ -65,6 +67,8 @@ void SaveLoadPage::save()
 
 void SaveLoadPage::load()
 {
+    if (!m_fileName || !m_password)
+        return;
     const QString name = m_fileName->text().trimmed();
     const auto saved = m_savedPasswords.constFind(name);
     if (name.isEmpty())
@@ -79,6 +83,7 @@ void SaveLoadPage::load()
 
 void SaveLoadPage::report(const QString &text)
 {
-    m_status->setText(text);
+    if (m_status)
+        m_status->setText(text);
     emit activity(text);
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QHash>
+#include <QPointer>
 #include <QWidget>
 
 class QLabel;
@@ -24,8 +25,9 @@ private:
     void load();
     void report(const QString &text);
 
-    QLineEdit *m_fileName = nullptr;
-    QLineEdit *m_password = nullptr;
-    QLabel *m_status = nullptr;
+    // A host may delete any of them: each is used while it lives.
+    QPointer<QLineEdit> m_fileName;
+    QPointer<QLineEdit> m_password;
+    QPointer<QLabel> m_status;
     QHash<QString, QString> m_savedPasswords;
 };
