@@ -208,6 +208,10 @@ void Agent::serve(Connection &connection)
             break;
         if (reply.afterSending)
             reply.afterSending();
+        if (reply.takeOver) {
+            reply.takeOver(channel);
+            break;
+        }
     }
     // The other side learns at once that nobody listens any more.
     channel.shutdown();

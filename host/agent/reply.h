@@ -8,6 +8,10 @@
 
 #include "host/protocol/message.h"
 
+namespace vrqt::protocol {
+class Channel;
+}
+
 namespace vrqt::agent {
 
 struct Reply
@@ -27,6 +31,10 @@ struct Reply
     // Serving thread: runs once the reply has been sent (quit uses it, so
     // that the answer leaves before the application starts to close).
     std::function<void()> afterSending;
+    // Serving thread: once the reply has been sent, the connection is this
+    // function's (record streams actions on it); the conversation ends when
+    // it returns.
+    std::function<void(protocol::Channel &channel)> takeOver;
 };
 
 } // namespace vrqt::agent

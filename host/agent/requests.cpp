@@ -13,6 +13,7 @@
 #include "host/agent/itemrequests.h"
 #include "host/agent/moduleview.h"
 #include "host/agent/nativewindows.h"
+#include "host/agent/recorder.h"
 #include "host/agent/scriptrequests.h"
 #include "host/agent/waits.h"
 #include "host/agent/widgettree.h"
@@ -87,6 +88,7 @@ const RequestHandlers::Entry RequestHandlers::table[] = {
     { "describe", Thread::Gui, &RequestHandlers::describe },
     { "items", Thread::Gui, &RequestHandlers::items },
     { "item", Thread::Gui, &RequestHandlers::item },
+    { "record", Thread::Gui, &RequestHandlers::record },
     { "wait", Thread::Serving, &RequestHandlers::wait },
     { "settle", Thread::Serving, &RequestHandlers::settle },
     { "quit", Thread::Serving, &RequestHandlers::quit },
@@ -94,7 +96,8 @@ const RequestHandlers::Entry RequestHandlers::table[] = {
 
 RequestHandlers::RequestHandlers(GuiExecutor &executor, ModuleView &module, ProcessFacts facts)
     : executor(executor), module(module), facts(std::move(facts)), scripts(std::make_unique<ScriptRequests>(module)),
-      itemRequests(std::make_unique<ItemRequests>(module)), waits(std::make_unique<WaitRequests>(executor, module, *scripts))
+      itemRequests(std::make_unique<ItemRequests>(module)), waits(std::make_unique<WaitRequests>(executor, module, *scripts)),
+      recorder(std::make_unique<Recorder>(executor, module))
 {
 }
 
@@ -247,6 +250,11 @@ Reply RequestHandlers::items(const QJsonObject &params)
 Reply RequestHandlers::item(const QJsonObject &params)
 {
     return itemRequests->item(params);
+}
+
+Reply RequestHandlers::record(const QJsonObject &params)
+{
+    return recorder->record(params);
 }
 
 Reply RequestHandlers::quit(const QJsonObject &)

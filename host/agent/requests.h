@@ -20,6 +20,7 @@ namespace vrqt::agent {
 class GuiExecutor;
 class ItemRequests;
 class ModuleView;
+class Recorder;
 class ScriptRequests;
 class WaitRequests;
 
@@ -64,6 +65,7 @@ private:
     Reply describe(const QJsonObject &params);
     Reply items(const QJsonObject &params);
     Reply item(const QJsonObject &params);
+    Reply record(const QJsonObject &params);
 
     Reply dispatch(const protocol::Request &request);
     // Runs work on the GUI thread, waiting for it at most guiLimit.
@@ -75,6 +77,7 @@ private:
     std::unique_ptr<ScriptRequests> scripts;
     std::unique_ptr<ItemRequests> itemRequests;
     std::unique_ptr<WaitRequests> waits;
+    std::unique_ptr<Recorder> recorder;
     std::atomic<bool> closing{ false };
 };
 

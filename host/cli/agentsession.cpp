@@ -107,4 +107,9 @@ CallResult AgentSession::call(const QString &name, const QJsonObject &params, pr
     return outcome;
 }
 
+protocol::Channel::Status AgentSession::receive(std::string *line, protocol::Deadline deadline)
+{
+    return channel ? channel->receive(line, deadline, { interrupt }) : protocol::Channel::Status::Closed;
+}
+
 } // namespace vrqt::cli

@@ -40,6 +40,8 @@ public:
 
     // Sends one request and waits for the response with the same id.
     CallResult call(const QString &name, const QJsonObject &params, protocol::Deadline deadline);
+    // The agent's next line after a request that streams (record).
+    protocol::Channel::Status receive(std::string *line, protocol::Deadline deadline);
 
 private:
     int interrupt;

@@ -7,6 +7,7 @@
 #include "host/cli/itemcommand.h"
 #include "host/cli/options.h"
 #include "host/cli/programrun.h"
+#include "host/cli/recordcommand.h"
 #include "host/cli/scriptcommand.h"
 #include "host/cli/sessioncommands.h"
 #include "host/cli/treecommand.h"
@@ -52,6 +53,8 @@ int main(int argc, char *argv[])
         return runTree(options);
     if (command == "wait")
         return runWait(options);
+    if (command == "record")
+        return runRecord(options);
     if (command == "items" || command == "item")
         return runItems(options);
     return runScript(options);

@@ -37,6 +37,7 @@ constexpr CommandRow kCommands[] = {
     { "items", 1, 1, "OBJECT", Target::ProgramOrSession, kInspectOptions },
     { "item", 3, 4, "OBJECT KEY ACTION [VALUE]", Target::ProgramOrSession, kInspectOptions },
     { "wait", 1, 4, "OBJECT [MEMBER [OPERATOR VALUE]]", Target::ProgramOrSession, kInspectOptions },
+    { "record", 0, 0, "", Target::ProgramOrSession, kInspectOptions },
     { "start", 0, 0, "", Target::Program, "[--json] [--timeout SECONDS] [--qt 5|6] [--name NAME]" },
     { "attach", 1, 1, "PID", Target::None, "[--json] [--timeout SECONDS] [--name NAME]" },
     { "stop", 0, 1, "[NAME]", Target::None, "[--timeout SECONDS] [--session NAME]" },
@@ -308,6 +309,9 @@ std::string usage()
            "             collapse, scroll, show (trees); scroll, setText VALUE (table\n"
            "             cells); show, hide, scroll (combo boxes); bringIntoView (tabs);\n"
            "             set VALUE, step N (an editor's value named by its key)\n"
+           "  record     print a line for each action of the user as it happens (the time,\n"
+           "             the object's exact path, the event, the item's KEY and the new\n"
+           "             value), until the program ends or Ctrl-C\n"
            "\n"
            "OBJECT names one object:\n"
            "  /galleryWindow/buttonsPage/okButton  the exact path the tree prints: from a\n"
