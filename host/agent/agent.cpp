@@ -10,6 +10,7 @@
 
 #include <climits>
 
+#include "host/agent/crashnote.h"
 #include "host/agent/guiexecutor.h"
 #include "host/agent/moduleview.h"
 #include "host/agent/objectdelivery.h"
@@ -83,6 +84,9 @@ std::unique_ptr<Agent> Agent::start(const Endpoints &endpoints)
         reachable = connection >= 0 && agent->addConnection(connection);
     }
     if (!endpoints.session.empty()) {
+        const std::size_t slash = endpoints.session.find_last_of('/');
+        if (slash != std::string::npos)
+            NoteCrashesIn(endpoints.session.substr(0, slash) + "/crash.log");
         agent->listener = std::make_unique<protocol::PrivateListener>();
         agent->stopSignal = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
         if (agent->stopSignal >= 0 && agent->listener->listenAt(endpoints.session, &reason)
@@ -201,7 +205,9 @@ void Agent::serve(Connection &connection)
         if (!protocol::parseRequest(line, &request, &error)) {
             response = protocol::encodeError(request.id, error);
         } else {
+            NoteRequest(request.name.toUtf8().constData());
             reply = handlers->handle(request);
+            NoteRequest(nullptr);
             response = reply.ok ? protocol::encodeResult(request.id, reply.result) : protocol::encodeError(request.id, reply.error);
         }
         if (channel.sendWhileRead(response, kSendStall) != protocol::Channel::Status::Ok)

@@ -42,6 +42,7 @@ struct WaitState
     std::condition_variable changed;
     bool finished = false; // the outcome is known, or the watch is gone
     bool met = false;
+    bool timedOut = false; // the serving thread gave up first
     QJsonValue last; // what the last check saw
     QString lastProblem;
 };
@@ -144,6 +145,7 @@ std::shared_ptr<WaitState> Watch(GuiExecutor &executor, EventWatch::Check check,
     executor.post([state, check, quiet, watch, owner] { *watch = new EventWatch(state, check, quiet, owner); });
     std::unique_lock<std::mutex> locked(state->lock);
     if (!state->changed.wait_for(locked, limit, [&] { return state->finished; })) {
+        state->timedOut = true;
         locked.unlock();
         executor.post([watch] { delete watch->data(); });
     }
@@ -233,9 +235,9 @@ Reply WaitRequests::wait(const QJsonObject &params)
     const std::chrono::milliseconds limit = Milliseconds(params, "timeout", kDefaultLimit);
     const std::shared_ptr<WaitState> state = Watch(executor, check, std::chrono::milliseconds(0), limit);
     std::lock_guard<std::mutex> locked(state->lock);
-    if (state->met)
+    if (state->met && !state->timedOut)
         return Reply::success(QJsonObject{ { QStringLiteral("met"), true }, { QStringLiteral("value"), state->last } });
-    if (state->finished)
+    if (!state->timedOut)
         return Reply::failure(protocol::error::kClosing, QStringLiteral("the application is closing"));
     const QString seen = !state->lastProblem.isEmpty() ? state->lastProblem : QStringLiteral("the last value seen was %1").arg(Shown(state->last));
     return Reply::failure(protocol::error::kTimedOut, QStringLiteral("the condition did not hold within %1 ms; %2").arg(limit.count()).arg(seen),
@@ -250,9 +252,9 @@ Reply WaitRequests::settle(const QJsonObject &params)
     took.start();
     const std::shared_ptr<WaitState> state = Watch(executor, {}, quiet, limit);
     std::lock_guard<std::mutex> locked(state->lock);
-    if (state->finished && !state->met)
+    if (!state->timedOut && !state->met)
         return Reply::failure(protocol::error::kClosing, QStringLiteral("the application is closing"));
-    return Reply::success(QJsonObject{ { QStringLiteral("settled"), state->met }, { QStringLiteral("milliseconds"), double(took.elapsed()) } });
+    return Reply::success(QJsonObject{ { QStringLiteral("settled"), state->met && !state->timedOut }, { QStringLiteral("milliseconds"), double(took.elapsed()) } });
 }
 
 } // namespace vrqt::agent

@@ -7,6 +7,7 @@
 
 #include <climits>
 #include <cstring>
+#include <sstream>
 
 namespace vrqt::cli {
 
@@ -55,13 +56,28 @@ std::string findAgentLibrary(int qtMajor, std::string *error)
     return {};
 }
 
-int chooseQtMajor(const std::string &program, int forcedMajor, std::string *error)
+int chooseQtMajor(const std::vector<std::string> &command, int forcedMajor, std::string *error)
 {
     if (forcedMajor)
         return forcedMajor;
+    const std::string &program = command.front();
     QtUse use;
     std::string reason;
-    if (!findQtUse(program, LoaderEnvironment::current(), &use, &reason)) {
+    const bool readable = findQtUse(program, LoaderEnvironment::current(), &use, &reason);
+    if (!readable || use.major == 0) {
+        // A wrapper: the words after it, and those of a shell's command text.
+        for (std::size_t index = 1; index < command.size(); ++index) {
+            std::istringstream words(command[index]);
+            for (std::string word; words >> word;) {
+                QtUse wrapped;
+                std::string ignored;
+                if (word.find('=') == std::string::npos && findQtUse(word, LoaderEnvironment::current(), &wrapped, &ignored)
+                    && wrapped.major >= kOldestQtMajor && wrapped.major <= kNewestQtMajor)
+                    return wrapped.major;
+            }
+        }
+    }
+    if (!readable) {
         *error = reason + "; say which Qt it uses with --qt 5 or --qt 6";
         return 0;
     }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace vrqt::cli {
 
@@ -16,9 +17,12 @@ constexpr int kNewestQtMajor = 6;
 std::string findAgentLibrary(int qtMajor, std::string *error);
 
 // The Qt major version of the program's agent: forcedMajor when it is not 0,
-// else the one whose core library the program's libraries name. 0 with a
-// message for the user when there is none to choose.
-int chooseQtMajor(const std::string &program, int forcedMajor, std::string *error);
+// else the one whose core library the program's libraries name. A program
+// that links no Qt may be a wrapper (env, timeout, strace, xvfb-run, sh -c
+// 'exec ...'): the first later word of the command that names a program
+// linking Qt decides then. 0 with a message for the user when there is none
+// to choose.
+int chooseQtMajor(const std::vector<std::string> &command, int forcedMajor, std::string *error);
 
 // The LD_PRELOAD value that loads the agent ahead of whatever was preloaded
 // already (existing may be null).

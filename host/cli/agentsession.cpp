@@ -76,6 +76,8 @@ CallResult AgentSession::call(const QString &name, const QJsonObject &params, pr
         return outcome;
     }
     const QJsonValue id = nextId++;
+    last = name;
+    answered = false;
     // The agent gives up a little before we do, so that its answer says why.
     QJsonObject sent = params;
     const int left = deadline.pollTimeout();
@@ -92,6 +94,7 @@ CallResult AgentSession::call(const QString &name, const QJsonObject &params, pr
         // Lines for other ids are answers to requests given up on earlier.
         if (!protocol::parseResponse(line, &response, &reason) || response.id != id)
             continue;
+        answered = true;
         if (response.ok) {
             outcome.kind = CallResult::Kind::Ok;
             outcome.result = response.result;
@@ -103,6 +106,7 @@ CallResult AgentSession::call(const QString &name, const QJsonObject &params, pr
         }
         return outcome;
     }
+    outcome.transport = status;
     outcome.message = "no answer to \"" + name.toStdString() + "\": " + protocol::describe(status);
     return outcome;
 }

@@ -22,6 +22,8 @@ struct CallResult
     QJsonValue result;      // Ok
     protocol::Error error;  // Refused: the agent's error
     std::string message;    // Refused and Failed: for the user
+    // Failed: how the conversation ended (Closed when the program went away).
+    protocol::Channel::Status transport = protocol::Channel::Status::Ok;
     bool ok() const { return kind == Kind::Ok; }
 };
 
@@ -43,10 +45,17 @@ public:
     // The agent's next line after a request that streams (record).
     protocol::Channel::Status receive(std::string *line, protocol::Deadline deadline);
 
+    // The last request sent, and whether its answer came: what a crash
+    // report names.
+    const QString &lastRequest() const { return last; }
+    bool lastAnswered() const { return answered; }
+
 private:
     int interrupt;
     std::unique_ptr<protocol::Channel> channel;
     int nextId = 1;
+    QString last;
+    bool answered = true;
 };
 
 } // namespace vrqt::cli

@@ -27,7 +27,7 @@ int runItems(const CommandOptions &options)
         const CallResult answer = session.call(QString::fromStdString(options.command), itemRequestParams(options),
                                                protocol::Deadline::after(options.timeout));
         if (!answer.ok())
-            return complain(answer.message);
+            return complain(answer);
         const QJsonObject result = answer.result.toObject();
         std::string out;
         if (options.json)

@@ -1,4 +1,5 @@
 // vrqt: the reference host's command-line program.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -33,10 +34,11 @@ int main(int argc, char *argv[])
     }
     CommandOptions options;
     std::string error;
-    if (!parseCommandLine(command, { arguments.begin() + 1, arguments.end() }, &options, &error, std::getenv("VRQT_SESSION"))) {
-        std::fprintf(stderr, "vrqt: %s\n", error.c_str());
-        return kUsage;
-    }
+    // Before the command line is read, so that its own faults come as JSON too.
+    reportFailuresAsJson(std::find(arguments.begin(), arguments.end(), "--json") != arguments.end());
+    if (!parseCommandLine(command, { arguments.begin() + 1, arguments.end() }, &options, &error, std::getenv("VRQT_SESSION")))
+        return complain(error, kUsage, "usage");
+    reportFailuresAsJson(options.json);
     if (options.help) {
         std::fputs(usage().c_str(), stdout);
         return kSuccess;

@@ -357,8 +357,12 @@ std::string usage()
            "it reachable by name. A program started for one command ends with that\n"
            "command, and with vrqt however vrqt ends.\n"
            "\n"
-           "Exit status: 0 done; 1 failed; 2 bad command line; 3 the command was done but\n"
-           "the program did not end cleanly after being asked to quit; 130 interrupted.\n";
+           "Exit status: 0 done; 1 failed otherwise; 2 bad command line (or a malformed\n"
+           "reference); 3 the command was done but the program did not end cleanly after\n"
+           "being asked to quit; 4 no such object, member or item; 5 the program crashed\n"
+           "(the message names the signal and the request); 6 timed out; 7 refused by the\n"
+           "module; 130 interrupted. With --json a failure is also one JSON line on\n"
+           "standard output: {\"ok\": false, \"error\": {\"code\", \"message\", \"exit\"}}.\n";
 }
 
 } // namespace vrqt::cli

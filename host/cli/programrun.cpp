@@ -6,6 +6,10 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <fstream>
+
+#include <QJsonDocument>
 
 #include "host/cli/agentlibrary.h"
 #include "host/cli/sessionstore.h"
@@ -24,8 +28,45 @@ constexpr milliseconds kQuitGrace{ 10000 };
 constexpr milliseconds kTerminateGrace{ 3000 };
 // For the "quit" request of a run that failed on the way.
 constexpr milliseconds kQuitRequestLimit{ 2000 };
+// How long a program that left a request unanswered gets to end by itself.
+constexpr milliseconds kDyingGrace{ 1000 };
 // How long a program may take to settle when asked to, at most.
 constexpr milliseconds kLongestSettle{ 5000 };
+
+bool failuresAsJson = false;
+
+// The exit code for an error code of the agent's.
+int exitCodeOf(const QString &code)
+{
+    namespace error = protocol::error;
+    for (const char *name : { error::kNoSuchObject, error::kAmbiguousObject, error::kNoSuchMember, error::kNoSuchItem }) {
+        if (code == QLatin1String(name))
+            return kNoSuchObject;
+    }
+    for (const char *name : { error::kInvokeFailed, error::kModuleUnavailable, error::kNoHelper, error::kNoWidgets, error::kQtMismatch }) {
+        if (code == QLatin1String(name))
+            return kRefused;
+    }
+    if (code == QLatin1String(error::kBusy) || code == QLatin1String(error::kTimedOut))
+        return kTimedOut;
+    if (code == QLatin1String(error::kInvalidParams))
+        return kUsage;
+    return kFailure;
+}
+
+std::string signalText(int number)
+{
+    return std::to_string(number) + " (" + ::strsignal(number) + ")";
+}
+
+// What the session's program left in its crash note, if it left one.
+std::string crashNote(const std::string &path)
+{
+    std::ifstream file(path);
+    std::string line;
+    std::getline(file, line);
+    return line;
+}
 
 int runOnSession(const CommandOptions &options, const CommandWork &work)
 {
@@ -47,15 +88,44 @@ int runOnSession(const CommandOptions &options, const CommandWork &work)
     if (options.settle)
         settle(session, options.timeout);
     const int result = work(session, options);
+    if (result != kSuccess && !processRuns(info.pid)) {
+        // "signal 11 during call": the agent's note, written as it died.
+        const std::string note = crashNote(store.crashPath(options.session));
+        if (!note.empty())
+            return complain("the program of session " + options.session + " crashed: " + note, kCrashed, "crashed");
+    }
     return interrupts.arrived() ? int(kInterrupted) : result;
 }
 
 } // namespace
 
-int complain(const std::string &message)
+void reportFailuresAsJson(bool json)
 {
-    std::fprintf(stderr, "vrqt: %s\n", message.c_str());
-    return kFailure;
+    failuresAsJson = json;
+}
+
+int complain(const std::string &message, int exitCode, const char *code)
+{
+    if (failuresAsJson) {
+        const QJsonObject error{ { QStringLiteral("code"), QLatin1String(code) },
+                                 { QStringLiteral("message"), QString::fromStdString(message) },
+                                 { QStringLiteral("exit"), exitCode } };
+        std::printf("%s\n", QJsonDocument(QJsonObject{ { QStringLiteral("ok"), false }, { QStringLiteral("error"), error } })
+                                .toJson(QJsonDocument::Compact).constData());
+        std::fflush(stdout);
+    } else {
+        std::fprintf(stderr, "vrqt: %s\n", message.c_str());
+    }
+    return exitCode;
+}
+
+int complain(const CallResult &result)
+{
+    if (result.kind == CallResult::Kind::Refused)
+        return complain(result.message, exitCodeOf(result.error.code), result.error.code.toUtf8().constData());
+    if (result.transport == protocol::Channel::Status::TimedOut)
+        return complain(result.message, kTimedOut, protocol::error::kTimedOut);
+    return complain(result.message);
 }
 
 void settle(AgentSession &session, std::chrono::milliseconds limit)
@@ -88,7 +158,7 @@ StartedProgram::StartedProgram(const CommandOptions &options) : options(options)
 int StartedProgram::launch(protocol::PrivateListener &listener, const ChildProcess::Launch &launch, const std::string &sessionSocket)
 {
     std::string error;
-    major = chooseQtMajor(options.program.front(), options.qtMajor, &error);
+    major = chooseQtMajor(options.program, options.qtMajor, &error);
     if (!major)
         return complain(error);
     const std::string agent = findAgentLibrary(major, &error);
@@ -122,11 +192,12 @@ int StartedProgram::awaitMainWidget()
         const CallResult status = conversation.call(QStringLiteral("status"), {}, deadline);
         // A GUI thread still busy starting the program answers "busy": ask again.
         if (!status.ok() && status.error.code != QLatin1String(protocol::error::kBusy))
-            return complain(status.message);
+            return complain(status);
         if (status.ok() && status.result.toObject().value(QLatin1String("mainWidgetShown")).toBool())
             return kSuccess;
         if (deadline.passed())
-            return complain("the program showed no main widget within " + std::to_string(options.timeout.count() / 1000.0) + " s");
+            return complain("the program showed no main widget within " + QString::number(options.timeout.count() / 1000.0).toStdString() + " s",
+                            kTimedOut, protocol::error::kTimedOut);
         if (child.waitUntil(deadline.capped(kStatusInterval), { interrupts.descriptor() }))
             return complain("the program " + child.status().describe() + " before it showed its main widget");
         if (interrupts.arrived())
@@ -139,6 +210,19 @@ int StartedProgram::finish(int result)
     auto interrupted = [this](int result) { return interrupts.arrived() ? int(kInterrupted) : result; };
     if (child.pid() <= 0)
         return interrupted(result);
+    // Ended by a signal that was not ours: a crash, whatever the last answer.
+    auto crashed = [this] {
+        const std::string when = conversation.lastRequest().isEmpty() ? std::string(" before any request")
+                               : (conversation.lastAnswered() ? " after the answer to \"" : " during \"")
+                                     + conversation.lastRequest().toStdString() + "\"";
+        return complain("the program crashed: killed by signal " + signalText(child.status().code) + when, kCrashed, "crashed");
+    };
+    // A request left without an answer may be a program that is dying: give
+    // it a moment to be reaped, so that its end is told as it was.
+    if (!conversation.lastAnswered())
+        child.waitUntil(protocol::Deadline::after(kDyingGrace));
+    if (child.finished() && child.status().signalled)
+        return crashed();
     bool asked = false;
     if (conversation.connected() && !child.finished()) {
         const CallResult quit = conversation.call(QStringLiteral("quit"), {}, protocol::Deadline::after(kQuitRequestLimit));
@@ -149,6 +233,8 @@ int StartedProgram::finish(int result)
     // A program that was not asked to quit gets no time to do so.
     const protocol::Deadline grace = protocol::Deadline::after(asked ? kQuitGrace : milliseconds(0));
     if (child.finished() || child.waitUntil(grace, { interrupts.descriptor() })) {
+        if (child.status().signalled)
+            return crashed();
         if (child.status().clean() || result != kSuccess)
             return interrupted(result);
         complain("the program " + child.status().describe() + " after it was asked to quit");

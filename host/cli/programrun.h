@@ -15,11 +15,17 @@
 
 namespace vrqt::cli {
 
+// The exit status of vrqt: one for each kind of failure, so that a script
+// can tell them apart.
 enum ExitCode {
     kSuccess = 0,
-    kFailure = 1,
-    kUsage = 2,
-    kUncleanEnd = 3, // the command was done; the program did not end cleanly
+    kFailure = 1,      // anything not named below
+    kUsage = 2,        // a bad command line, or a malformed reference or value
+    kUncleanEnd = 3,   // the command was done; the program did not end cleanly
+    kNoSuchObject = 4, // no object, member or item answers to the name
+    kCrashed = 5,      // the program died of a signal it did not get from vrqt
+    kTimedOut = 6,     // a time limit ran out
+    kRefused = 7,      // the module refused or failed the work
     kInterrupted = 130,
 };
 
@@ -32,8 +38,15 @@ using CommandWork = std::function<int(AgentSession &session, const CommandOption
 // for it and closed after it; the final exit code.
 int runProgram(const CommandOptions &options, const CommandWork &work);
 
-// Writes "vrqt: message" to standard error; returns kFailure.
-int complain(const std::string &message);
+// Failures go to standard error as "vrqt: message", or with json as one
+// JSON document on standard output: {"ok": false, "error": {"code",
+// "message", "exit"}}.
+void reportFailuresAsJson(bool json);
+
+// Reports a failure; returns exitCode.
+int complain(const std::string &message, int exitCode = kFailure, const char *code = "failed");
+// Reports a request that failed, with the exit code of its kind.
+int complain(const CallResult &result);
 
 // Waits until the program has had no event for a moment (settle request),
 // within limit; a program that does not settle in time is no failure.

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <fstream>
 
 #include "host/cli/options.h"
 #include "host/protocol/rendezvous.h"
@@ -34,7 +35,14 @@ std::string systemError(const std::string &what)
 
 bool processRuns(pid_t pid)
 {
-    return pid > 0 && (::kill(pid, 0) == 0 || errno == EPERM);
+    if (pid <= 0 || (::kill(pid, 0) != 0 && errno != EPERM))
+        return false;
+    // An ended process that nobody has reaped yet is no longer running.
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string line;
+    std::getline(stat, line);
+    const std::size_t end = line.rfind(')');
+    return end == std::string::npos || end + 2 >= line.size() || line[end + 2] != 'Z';
 }
 
 bool SessionStore::open(std::string *error)

@@ -32,6 +32,8 @@ public:
     std::string socketPath(const std::string &name) const { return directory(name) + "/agent.sock"; }
     std::string ownerSocketPath(const std::string &name) const { return directory(name) + "/owner.sock"; }
     std::string outputPath(const std::string &name) const { return directory(name) + "/output.log"; }
+    // Where the agent notes a crash of the program (see host/agent/crashnote.h).
+    std::string crashPath(const std::string &name) const { return directory(name) + "/crash.log"; }
 
     // Makes the directory of a new session: name, or when empty the first
     // free of BASE-1, BASE-2, ... The name taken, or empty with the reason.
@@ -50,7 +52,7 @@ private:
     std::string root;
 };
 
-// True while a process of this user with that id exists.
+// True while a process with that id exists and has not ended.
 bool processRuns(pid_t pid);
 
 } // namespace vrqt::cli

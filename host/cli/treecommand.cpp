@@ -16,7 +16,7 @@ int runTree(const CommandOptions &options)
         const QJsonObject params{ { QStringLiteral("objects"), options.objects } };
         const CallResult tree = session.call(QStringLiteral("tree"), params, protocol::Deadline::after(options.timeout));
         if (!tree.ok())
-            return complain(tree.message);
+            return complain(tree);
         const QJsonObject document = tree.result.toObject();
         const std::string text = options.json ? QJsonDocument(document).toJson(QJsonDocument::Indented).toStdString()
                                               : renderTreeText(document);

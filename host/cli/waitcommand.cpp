@@ -26,7 +26,7 @@ std::string compact(const QJsonValue &value)
 int runWait(const CommandOptions &options)
 {
     if (options.operands.size() == 3)
-        return complain("wait wants OBJECT, OBJECT MEMBER, or OBJECT MEMBER OPERATOR VALUE");
+        return complain("wait wants OBJECT, OBJECT MEMBER, or OBJECT MEMBER OPERATOR VALUE", kUsage, "usage");
     return runProgram(options, [](AgentSession &session, const CommandOptions &options) {
         const std::vector<std::string> &words = options.operands;
         QJsonObject params{ { QStringLiteral("object"), QString::fromStdString(words[0]) },
@@ -39,7 +39,7 @@ int runWait(const CommandOptions &options)
         }
         const CallResult waited = session.call(QStringLiteral("wait"), params, protocol::Deadline::after(options.timeout + kAnswerMargin));
         if (!waited.ok())
-            return complain(waited.message);
+            return complain(waited);
         const QJsonObject result = waited.result.toObject();
         if (options.json)
             std::printf("%s\n", QJsonDocument(result).toJson(QJsonDocument::Compact).constData());

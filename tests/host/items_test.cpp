@@ -30,8 +30,8 @@ TEST(Items, VrqtListsAndActsOnTheGallerysItems)
         { "a tree item expanded by its path", { str("item"), str("itemTree"), str("Archive|2023"), str("expand") }, 0,
           { "Archive|2023: expand done expanded=true\n" } },
         { "a spin box set", { str("item"), str("quantitySpin"), str("value"), str("set"), str("12") }, 0, { "\n  value = 12 (settable)\n" } },
-        { "an object no helper serves", { str("items"), str("statusLabel") }, 1, { "no-helper", "is a QLabel (QLabel < QFrame" } },
-        { "a key that names nothing", { str("item"), str("itemList"), str("Banana"), str("select") }, 1, { "no-such-item", "[1] or [4]" } },
+        { "an object no helper serves", { str("items"), str("statusLabel") }, 7, { "no-helper", "is a QLabel (QLabel < QFrame" } },
+        { "a key that names nothing", { str("item"), str("itemList"), str("Banana"), str("select") }, 4, { "no-such-item", "[1] or [4]" } },
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.name);

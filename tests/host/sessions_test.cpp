@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <QProcess>
+#include <QStandardPaths>
 #include <QThread>
 
 #include <signal.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <fstream>
 
 #include "agentharness.h"
@@ -184,4 +186,31 @@ TEST(Sessions, AttachReachesAProgramStartedWithoutTheAgent)
     EXPECT_NE(again.err.find("serves process " + pid.toStdString() + " already"), std::string::npos) << again.err;
     EXPECT_EQ(runVrqt({ QStringLiteral("stop"), name }, 60s).exitCode, 0);
     EXPECT_TRUE(program.waitForFinished(10000));
+}
+
+TEST(Wrappers, AProgramStartedThroughAWrapperGetsTheAgent)
+{
+    const QString window = hostWindow();
+    struct Row {
+        const char *name;
+        QStringList command;
+    } rows[] = {
+        { "env", { QStringLiteral("env"), QStringLiteral("WRAPPED=1"), window } },
+        { "sh -c exec", { QStringLiteral("sh"), QStringLiteral("-c"), QStringLiteral("exec %1").arg(window) } },
+        { "timeout", { QStringLiteral("timeout"), QStringLiteral("120"), window } },
+        { "xvfb-run", { QStringLiteral("xvfb-run"), QStringLiteral("-a"), window } },
+        { "strace", { QStringLiteral("strace"), QStringLiteral("-f"), QStringLiteral("-o"), QStringLiteral("/dev/null"), window } },
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.name);
+        if (QStandardPaths::findExecutable(row.command.first()).isEmpty()) {
+            std::printf("skipped: %s is not installed\n", row.name);
+            continue;
+        }
+        // The Qt version is found behind the wrapper, and the wrapper passes
+        // the agent on untouched.
+        const auto run = runVrqt(QStringList{ QStringLiteral("get"), QStringLiteral("caption"), QStringLiteral("text"), QStringLiteral("--") } + row.command, 120s);
+        EXPECT_EQ(run.exitCode, 0) << run.err;
+        EXPECT_EQ(run.out, "Caption\n");
+    }
 }

@@ -97,7 +97,7 @@ TEST_F(Waits, AValueThatChangesOnATimerAndAnObjectThatAppearsLate)
 
     // A timer every 100 ms never leaves 250 ms of quiet.
     const auto busy = call("settle", { { str("quiet"), 250 }, { str("timeout"), 1000 } });
-    ASSERT_TRUE(busy && busy->ok);
+    ASSERT_TRUE(busy && busy->ok) << (busy ? busy->error.message.toStdString() : "no answer");
     EXPECT_FALSE(busy->result.toObject().value(str("settled")).toBool());
 }
 
@@ -105,7 +105,7 @@ TEST_F(Waits, ACallThatOpensAModalDialogAnswersAndTheDialogStaysReachable)
 {
     ASSERT_NO_FATAL_FAILURE(start({ VRQT_TEST_GALLERY }));
     const auto settled = call("settle", { { str("quiet"), 50 }, { str("timeout"), 5000 } });
-    ASSERT_TRUE(settled && settled->ok);
+    ASSERT_TRUE(settled && settled->ok) << (settled ? settled->error.message.toStdString() : "no answer");
     EXPECT_TRUE(settled->result.toObject().value(str("settled")).toBool());
     QElapsedTimer took;
     took.start();

@@ -10,8 +10,12 @@
 // them once it runs, one "NAME=value" a line. --show-after MS shows the main
 // window that much later. --ticker adds to the tool window a progress bar
 // "ticker" whose value rises by one every 100 ms; --late-dialog MS shows a
-// dialog "lateDialog", made only then, that much after start.
+// dialog "lateDialog", made only then, that much after start. --crash-button
+// adds to the tool window a button "crashButton" whose click aborts.
 #include <QApplication>
+
+#include <cstdlib>
+
 #include <QFile>
 #include <QDialog>
 #include <QLabel>
@@ -98,6 +102,12 @@ int main(int argc, char *argv[])
         auto *tick = new QTimer(ticker);
         QObject::connect(tick, &QTimer::timeout, ticker, [ticker] { ticker->setValue(ticker->value() + 1); });
         tick->start(100);
+    }
+
+    if (arguments.contains(QStringLiteral("--crash-button"))) {
+        auto *crash = new QPushButton(QStringLiteral("Crash"), &tool);
+        crash->setObjectName(QStringLiteral("crashButton"));
+        QObject::connect(crash, &QPushButton::clicked, [] { std::abort(); });
     }
 
     QMainWindow window;
