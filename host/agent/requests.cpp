@@ -15,6 +15,7 @@
 #include "host/agent/nativewindows.h"
 #include "host/agent/recorder.h"
 #include "host/agent/scriptrequests.h"
+#include "host/agent/pictures.h"
 #include "host/agent/waits.h"
 #include "host/agent/widgettree.h"
 #include "host/protocol/protocol.h"
@@ -89,6 +90,7 @@ const RequestHandlers::Entry RequestHandlers::table[] = {
     { "items", Thread::Gui, &RequestHandlers::items },
     { "item", Thread::Gui, &RequestHandlers::item },
     { "record", Thread::Gui, &RequestHandlers::record },
+    { "shot", Thread::Gui, &RequestHandlers::shot },
     { "wait", Thread::Serving, &RequestHandlers::wait },
     { "settle", Thread::Serving, &RequestHandlers::settle },
     { "quit", Thread::Serving, &RequestHandlers::quit },
@@ -97,6 +99,7 @@ const RequestHandlers::Entry RequestHandlers::table[] = {
 RequestHandlers::RequestHandlers(GuiExecutor &executor, ModuleView &module, ProcessFacts facts)
     : executor(executor), module(module), facts(std::move(facts)), scripts(std::make_unique<ScriptRequests>(module)),
       itemRequests(std::make_unique<ItemRequests>(module)), waits(std::make_unique<WaitRequests>(executor, module, *scripts)),
+      pictures(std::make_unique<PictureRequests>(module, *itemRequests)),
       recorder(std::make_unique<Recorder>(executor, module))
 {
 }
@@ -160,6 +163,11 @@ Reply RequestHandlers::onGuiThread(std::function<Reply()> work, std::chrono::mil
         break;
     }
     return Reply::failure(protocol::error::kClosing, QStringLiteral("the application is closing"));
+}
+
+Reply RequestHandlers::shot(const QJsonObject &params)
+{
+    return pictures->shot(params);
 }
 
 Reply RequestHandlers::wait(const QJsonObject &params)

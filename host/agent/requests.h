@@ -23,6 +23,7 @@ class ModuleView;
 class Recorder;
 class ScriptRequests;
 class WaitRequests;
+class PictureRequests;
 
 // What the agent learns about its process once, at start, on the GUI thread.
 struct ProcessFacts
@@ -54,6 +55,7 @@ private:
     // Serving thread.
     Reply hello(const QJsonObject &params);
     Reply quit(const QJsonObject &params);
+    Reply shot(const QJsonObject &params);
     Reply wait(const QJsonObject &params);
     Reply settle(const QJsonObject &params);
     // GUI thread.
@@ -77,6 +79,7 @@ private:
     std::unique_ptr<ScriptRequests> scripts;
     std::unique_ptr<ItemRequests> itemRequests;
     std::unique_ptr<WaitRequests> waits;
+    std::unique_ptr<PictureRequests> pictures;
     std::unique_ptr<Recorder> recorder;
     std::atomic<bool> closing{ false };
 };

@@ -37,6 +37,8 @@ constexpr CommandRow kCommands[] = {
     { "items", 1, 1, "OBJECT", Target::ProgramOrSession, kInspectOptions },
     { "item", 3, 4, "OBJECT KEY ACTION [VALUE]", Target::ProgramOrSession, kInspectOptions },
     { "wait", 1, 4, "OBJECT [MEMBER [OPERATOR VALUE]]", Target::ProgramOrSession, kInspectOptions },
+    { "shot", 1, 2, "[OBJECT] FILE.png", Target::ProgramOrSession,
+      "[--json] [--outline] [--screen] [--timeout SECONDS] [--settle] [--qt 5|6] [--session NAME]" },
     { "record", 0, 0, "", Target::ProgramOrSession, kInspectOptions },
     { "start", 0, 0, "", Target::Program, "[--json] [--timeout SECONDS] [--qt 5|6] [--name NAME]" },
     { "attach", 1, 1, "PID", Target::None, "[--json] [--timeout SECONDS] [--name NAME]" },
@@ -109,6 +111,10 @@ bool readOption(const std::vector<std::string> &arguments, std::size_t *index, C
     }
     if (argument == "--settle") {
         options->settle = true;
+        return true;
+    }
+    if (argument == "--outline" || argument == "--screen") {
+        (argument == "--outline" ? options->outline : options->screen) = true;
         return true;
     }
     if (argument == "--objects") {
@@ -218,6 +224,7 @@ bool parseCommandLine(const std::string &command, const std::vector<std::string>
     if ((!options->session.empty() && optionsShown.find("--session") == std::string::npos)
         || (options->objects && optionsShown.find("--objects") == std::string::npos)
         || (options->settle && optionsShown.find("--settle") == std::string::npos)
+        || ((options->outline || options->screen) && optionsShown.find("--outline") == std::string::npos)
         || (!options->name.empty() && optionsShown.find("--name") == std::string::npos)) {
         *error = "that option does not go with " + command + ": " + synopsis(*row);
         return false;
@@ -305,6 +312,11 @@ std::string usage()
            "             with VALUE by OPERATOR (== != < <= > >= ~ for contains), and print\n"
            "             the value; on time-out fail with the last value seen. Checked on\n"
            "             the program's GUI thread as its events arrive\n"
+           "  shot       save a PNG picture of OBJECT (default: the main window; --screen\n"
+           "             the whole screen) and print the rectangles of what can be named\n"
+           "             in it: its items (rows, cells, tree items, entries, tabs) with\n"
+           "             their keys, else its widgets with their paths; --outline draws\n"
+           "             and labels them on the picture\n"
            "  item       act on one item: select, deselect, scroll (lists); expand,\n"
            "             collapse, scroll, show (trees); scroll, setText VALUE (table\n"
            "             cells); show, hide, scroll (combo boxes); bringIntoView (tabs);\n"

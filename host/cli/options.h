@@ -17,6 +17,8 @@ struct CommandOptions
     bool help = false;
     bool objects = false; // tree: the objects that are not widgets as well
     bool settle = false;  // wait for the program to settle before the work
+    bool outline = false; // shot: draw the rectangles of what can be named
+    bool screen = false;  // shot: the whole screen
     // Bounds the wait for the agent and for the shown main widget, and each
     // request after it.
     std::chrono::milliseconds timeout{ 30000 };
