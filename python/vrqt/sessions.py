@@ -19,10 +19,11 @@ def sessions_root() -> Path:
 
 
 def find_vrqt(vrqt: str | os.PathLike[str] | None = None) -> str:
-    """The vrqt program: the one given, $VRQT, PATH, or a build tree above this package."""
+    """The vrqt program: the one given, $VRQT, PATH, or build/bin/vrqt in a
+    source tree above this package or above the current folder."""
     candidates: list[str | os.PathLike[str] | None] = [vrqt, os.environ.get("VRQT"), shutil.which("vrqt")]
-    for folder in Path(__file__).resolve().parents:
-        candidates.append(folder / "build" / "bin" / "vrqt")
+    for start in (Path(__file__).resolve(), Path.cwd()):
+        candidates += [folder / "build" / "bin" / "vrqt" for folder in (start, *start.parents)]
     for candidate in candidates:
         if candidate and os.access(candidate, os.X_OK) and not os.path.isdir(candidate):
             return str(candidate)

@@ -1,0 +1,69 @@
+"""Starting, joining, leaving and ending sessions."""
+import os
+import signal
+
+import pytest
+
+import vrqt
+
+
+def test_launch_connects_to_the_started_program(fresh_gallery):
+    assert fresh_gallery.hello["protocol"] == 1
+    assert fresh_gallery.pid == fresh_gallery.session.pid
+    assert fresh_gallery.session.socket.exists()
+    assert "get" in fresh_gallery.requests
+    assert fresh_gallery.status()["mainWidgetShown"] is True
+
+
+def test_a_second_client_sees_the_same_program(fresh_gallery):
+    fresh_gallery.find("counterButton").call("click")
+    other = vrqt.session(fresh_gallery.name)
+    try:
+        assert other.pid == fresh_gallery.pid
+        assert other.find("clickCountLabel").get("text") == "Clicks: 1"
+    finally:
+        other.detach()
+    # Leaving the session left the program running.
+    assert fresh_gallery.find("clickCountLabel").get("text") == "Clicks: 1"
+
+
+def test_close_ends_the_program_and_removes_the_session():
+    app = vrqt.launch(["vrqt-gallery"], env={"QT_QPA_PLATFORM": "offscreen"})
+    folder = app.session.folder
+    with app:
+        assert folder.is_dir()
+    assert not folder.exists()
+    assert app.wait_ended(timeout=0)
+
+
+def test_a_session_by_name_from_the_environment(fresh_gallery, monkeypatch):
+    monkeypatch.setenv("VRQT_SESSION", fresh_gallery.name)
+    joined = vrqt.session()
+    assert joined.name == fresh_gallery.name
+    joined.detach()
+
+
+def test_an_unknown_session_is_refused():
+    with pytest.raises(vrqt.ConnectionLost, match="no session"):
+        vrqt.session("no-such-session-here")
+
+
+def test_launch_of_a_missing_program_fails():
+    with pytest.raises(vrqt.VrqtError):
+        vrqt.launch(["/nonexistent/program"], timeout=5)
+
+
+def test_a_crash_raises_program_crashed_with_the_note(fresh_gallery):
+    os.kill(fresh_gallery.pid, signal.SIGSEGV)
+    with pytest.raises(vrqt.ProgramCrashed, match="signal 11") as crash:
+        fresh_gallery.find("counterButton").get("text")
+    assert "signal 11" in crash.value.details["crashLog"]
+    assert fresh_gallery.wait_ended(timeout=10)
+
+
+def test_a_program_that_ends_raises_program_ended(fresh_gallery):
+    fresh_gallery.quit()
+    assert fresh_gallery.wait_ended(timeout=10)
+    with pytest.raises(vrqt.ProgramEnded) as ended:
+        fresh_gallery.find("counterButton")
+    assert not isinstance(ended.value, vrqt.ProgramCrashed)
