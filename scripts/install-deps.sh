@@ -17,6 +17,8 @@ packages=(
     # A Qt program nobody here wrote, for the reference host's tests: the
     # calculator among Qt's widget examples.
     qtbase5-examples
+    # The Python package's tests and examples (python/) run under pytest.
+    python3-pytest
 )
 
 missing=()
