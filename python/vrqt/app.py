@@ -7,8 +7,7 @@ from pathlib import Path
 from typing import Any, Sequence
 
 from .connection import PROTOCOL_VERSION, Connection
-from .errors import (Closing, ConnectionLost, ProgramCrashed, ProgramEnded, TimedOut,
-                     VrqtError)
+from .errors import Closing, ConnectionLost, NoSuchObject, ProgramCrashed, ProgramEnded, VrqtError
 from .objects import QtObject
 from .recording import Recording
 from .sessions import SessionInfo, find_vrqt, run_vrqt
@@ -107,7 +106,7 @@ class App:
         return QtObject.from_info(self, answer["object"])
 
     def exists(self, reference: str) -> bool:
-        from .errors import NoSuchObject
+        """Whether exactly one object answers to ``reference`` now."""
         try:
             self.find(reference)
         except NoSuchObject:

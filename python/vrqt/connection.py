@@ -62,7 +62,7 @@ class Connection:
         try:
             line = self._reader.readline()
         except TimeoutError:
-            raise
+            raise  # a socket timeout is an OSError too, but not a lost connection
         except OSError as error:
             raise self._on_lost(f"the connection failed during \"{during}\": {error.strerror or error}") from None
         if not line:

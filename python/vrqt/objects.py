@@ -105,7 +105,8 @@ class QtObject:
         """Runs an item action (``expand``, ``select``, ``set`` ...) on the item ``key``."""
         params: dict[str, Any] = {"key": key, "action": action}
         if value is not None:
-            params["value"] = str(value)
+            # Item values are texts: numbers, dates, check states by name.
+            params["value"] = str(value).lower() if isinstance(value, bool) else str(value)
         return self._request("item", **params)
 
     # Waiting.
