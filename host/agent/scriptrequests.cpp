@@ -112,7 +112,7 @@ std::optional<Reply> LookUp(IDispatch *holder, const QString &name, const QStrin
     if (hr == DISP_E_UNKNOWNNAME)
         return Reply::failure(protocol::error::kNoSuchMember, QStringLiteral("%1 has no member \"%2\"").arg(path, protocol::excerpt(name)));
     if (FAILED(hr))
-        return CallFailure(QStringLiteral("looking up %1.%2").arg(path, name), hr);
+        return CallFailure(QStringLiteral("looking up %1.%2").arg(path, protocol::excerpt(name)), hr);
     return std::nullopt;
 }
 
@@ -183,10 +183,10 @@ public:
             DISPID memberId = DISPID_UNKNOWN;
             if (std::optional<Reply> missing = LookUp(reach.holder.get(), name, reach.path, &memberId))
                 return failed(reach, *missing);
-            if (!scripting::IsReadableProperty(reach.holder.get(), memberId))
-                return failed(reach, NotAProperty(reach.path, name));
             Variant value;
             hr = scripting::ReadProperty(reach.holder.get(), memberId, value.out());
+            if (hr == DISP_E_MEMBERNOTFOUND && !scripting::IsReadableProperty(reach.holder.get(), memberId))
+                return failed(reach, NotAProperty(reach.path, name));
             if (FAILED(hr))
                 return failed(reach, CallFailure(QStringLiteral("reading %1.%2").arg(reach.path, name), hr));
             reach.path += QLatin1Char('.') + protocol::excerpt(name);
@@ -389,8 +389,7 @@ Reply ScriptRequests::describe(const QJsonObject &params)
         // A property that holds an object leads on to that object; a method,
         // or any other property, is described itself.
         Variant value;
-        if (scripting::IsReadableProperty(reach.holder.get(), memberId)
-            && SUCCEEDED(scripting::ReadProperty(reach.holder.get(), memberId, value.out())) && value.get().vt == VT_DISPATCH
+        if (SUCCEEDED(scripting::ReadProperty(reach.holder.get(), memberId, value.out())) && value.get().vt == VT_DISPATCH
             && ObjectOf(value.get().pdispVal)) {
             value.get().pdispVal->AddRef();
             described = Ref<IDispatch>(value.get().pdispVal);
