@@ -1,6 +1,9 @@
 """Starting, joining, leaving and ending sessions."""
 import os
+import shutil
 import signal
+import subprocess
+import time
 
 import pytest
 
@@ -67,3 +70,34 @@ def test_a_program_that_ends_raises_program_ended(fresh_gallery):
     with pytest.raises(vrqt.ProgramEnded) as ended:
         fresh_gallery.find("counterButton")
     assert not isinstance(ended.value, vrqt.ProgramCrashed)
+
+
+@pytest.mark.skipif(shutil.which("gdb") is None, reason="vrqt attach needs gdb")
+def test_attach_to_a_running_program_and_close_it_cleanly():
+    gallery = shutil.which("vrqt-gallery")
+    program = subprocess.Popen([gallery], env={**os.environ, "QT_QPA_PLATFORM": "offscreen"},
+                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    try:
+        app = attach_once_it_runs(program.pid)
+        with app:
+            assert app.session.attached and app.pid == program.pid
+            assert app.find("counterButton").get("text") == "Count"
+        # Asked to quit, not killed: main returned.
+        assert program.wait(timeout=30) == 0
+        assert not app.session.folder.exists()
+    finally:
+        if program.poll() is None:
+            program.kill()
+            program.wait()
+
+
+def attach_once_it_runs(pid):
+    # Attaching needs the application object, which a just-started program
+    # may not have made yet.
+    for _ in range(100):
+        try:
+            return vrqt.attach(pid, timeout=10)
+        except vrqt.VrqtError as error:
+            last = error
+            time.sleep(0.2)
+    raise last

@@ -169,21 +169,23 @@ class App:
 
     def close(self, timeout: float = 30.0) -> None:
         """Quits the program; a session we started or attached is stopped and removed."""
-        if self._connection is not None:
+        if not self.owned:
             self.quit()
             self.detach()
-        if self.owned:
-            if not _process_runs(self.pid) and not self.session.folder.exists():
-                return
-            try:
-                # Waits for the end, ends a program that does not quit, removes the folder.
-                run_vrqt(find_vrqt(self._vrqt), ["stop", "--timeout", f"{timeout:g}", self.session.name],
-                         timeout + 10)
-            except VrqtError:
-                if _process_runs(self.pid):
-                    raise
-        else:
             self.wait_ended(timeout)
+            return
+        self.detach()
+        if not _process_runs(self.pid) and not self.session.folder.exists():
+            return
+        try:
+            # vrqt stop asks the program to quit itself (a second quit would
+            # be answered "closing" and taken for a program that does not
+            # quit), waits, ends a program that stays, removes the folder.
+            run_vrqt(find_vrqt(self._vrqt), ["stop", "--timeout", f"{timeout:g}", self.session.name],
+                     timeout + 10)
+        except VrqtError:
+            if _process_runs(self.pid):
+                raise
 
     def __enter__(self) -> "App":
         return self
