@@ -8,12 +8,12 @@
 #include <QThread>
 #include <QTimer>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <thread>
 #include <vector>
 
+#include "percentiles.h"
 #include "runtime/dispatch/execution.h"
 #include "runtime/dispatch/threadlockscope.h"
 #include "runtime/dispatch/threadregistry.h"
@@ -38,21 +38,9 @@ void throughBlockingQueuedConnection()
     QMetaObject::invokeMethod(guiContext, [] {}, Qt::BlockingQueuedConnection);
 }
 
-using Clock = std::chrono::steady_clock;
-
-double microseconds(Clock::duration duration)
-{
-    return std::chrono::duration<double, std::micro>(duration).count();
-}
-
-double percentile(std::vector<double> samples, double fraction)
-{
-    if (samples.empty())
-        return 0;
-    const size_t index = std::min(samples.size() - 1, size_t(fraction * double(samples.size())));
-    std::nth_element(samples.begin(), samples.begin() + index, samples.end());
-    return samples[index];
-}
+using bench::Clock;
+using bench::microseconds;
+using bench::percentile;
 
 void BM_ExecuteInThread(benchmark::State &state)
 {

@@ -19,6 +19,10 @@ packages=(
     qtbase5-examples
     # The Python package's tests and examples (python/) run under pytest.
     python3-pytest
+    # Benchmarks only (bench/atspi_compare.py): the desktop's accessibility
+    # stack, measured beside vrqt on the same programs. Nothing builds or
+    # tests against it.
+    at-spi2-core python3-pyatspi
 )
 
 missing=()

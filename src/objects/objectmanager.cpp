@@ -43,7 +43,7 @@ HRESULT readWidget(QWidget *widget, Value *target, Read read)
 {
     if (!target)
         return E_POINTER;
-    QWidget *live = AsLiveWidget(widget);
+    QWidget *live = AsConfirmedLiveWidget(widget);
     if (!live)
         return E_FAIL;
     *target = read(live);
@@ -78,7 +78,7 @@ HRESULT readWindowHandle(QWidget *widget, NativeWindowId *window, Handle handle)
     if (!window)
         return E_POINTER;
     *window = 0;
-    QWidget *live = AsLiveWidget(widget);
+    QWidget *live = AsConfirmedLiveWidget(widget);
     if (!live)
         return E_FAIL;
     *window = handle(live);
@@ -91,7 +91,7 @@ HRESULT readScreenCoordinate(QWidget *widget, int *target, int (QPoint::*coordin
 {
     if (!target)
         return E_POINTER;
-    QWidget *live = AsLiveWidget(widget);
+    QWidget *live = AsConfirmedLiveWidget(widget);
     QPoint position;
     if (!live || !ScreenPosition(live, &position))
         return E_FAIL;
@@ -214,7 +214,7 @@ HRESULT CvrQtBaseObjectManager::GetObjectTypeInfo(QObject *object, ITypeInfo **t
     if (!typeInfo)
         return E_POINTER;
     *typeInfo = nullptr;
-    QObject *live = AsLiveQObject(object);
+    QObject *live = AsConfirmedLiveQObject(object);
     return live ? registry.GetObjectTypeInfo(live, typeInfo) : E_INVALIDARG;
 }
 
@@ -222,23 +222,23 @@ HRESULT CvrQtBaseObjectManager::GetObjectTypeInfo(QObject *object, ITypeInfo **t
 
 HRESULT CvrQtBaseObjectManager::GetObjectName(QObject *object, BSTR *name)
 {
-    return readText(AsLiveQObject(object), E_INVALIDARG, name, [](QObject *live) { return live->objectName(); });
+    return readText(AsConfirmedLiveQObject(object), E_INVALIDARG, name, [](QObject *live) { return live->objectName(); });
 }
 
 HRESULT CvrQtBaseObjectManager::GetClassName(QObject *object, BSTR *name)
 {
-    return readText(AsLiveQObject(object), E_INVALIDARG, name,
+    return readText(AsConfirmedLiveQObject(object), E_INVALIDARG, name,
                     [](QObject *live) { return QString::fromLatin1(live->metaObject()->className()); });
 }
 
 VARIANT_BOOL CvrQtBaseObjectManager::IsQObject(void *pointer)
 {
-    return toVariantBool(IsLiveQObject(pointer));
+    return toVariantBool(IsConfirmedLiveQObject(pointer));
 }
 
 VARIANT_BOOL CvrQtBaseObjectManager::IsWidget(QObject *object)
 {
-    return toVariantBool(IsLiveWidget(object));
+    return toVariantBool(IsConfirmedLiveWidget(object));
 }
 
 HRESULT CvrQtBaseObjectManager::GetStringText(const QString *string, BSTR *text)
@@ -259,7 +259,7 @@ HRESULT CvrQtBaseObjectManager::CreateObjectController(QObject *object, IvrQtObj
     if (!controller)
         return E_POINTER;
     *controller = nullptr;
-    QObject *live = AsLiveQObject(object);
+    QObject *live = AsConfirmedLiveQObject(object);
     if (!live)
         return E_INVALIDARG;
     if (QtGeneration() == 1)
@@ -283,7 +283,7 @@ HRESULT CvrQtBaseObjectManager::GetMetaObject(QObject *object, const QMetaObject
     if (!result)
         return E_POINTER;
     *result = nullptr;
-    QObject *live = AsLiveQObject(object);
+    QObject *live = AsConfirmedLiveQObject(object);
     if (!live)
         return E_INVALIDARG;
     *result = live->metaObject();
@@ -352,7 +352,7 @@ HRESULT CvrQtBaseObjectManager::GetHasFocus(QWidget *widget, VARIANT_BOOL *focus
 
 HRESULT CvrQtBaseObjectManager::SetWidgetFocus(QWidget *widget, VARIANT_BOOL focus)
 {
-    QWidget *live = AsLiveWidget(widget);
+    QWidget *live = AsConfirmedLiveWidget(widget);
     if (!live)
         return E_FAIL;
     // Whether the focus moved is not reported: the host reads it back.
@@ -412,7 +412,7 @@ HRESULT CvrQtBaseObjectManager::GetWidgetIndex(QWidget *widget, int *index)
 {
     if (!index)
         return E_POINTER;
-    QWidget *live = AsLiveWidget(widget);
+    QWidget *live = AsConfirmedLiveWidget(widget);
     if (!live)
         return E_FAIL;
     bool found = false;
@@ -422,7 +422,7 @@ HRESULT CvrQtBaseObjectManager::GetWidgetIndex(QWidget *widget, int *index)
 
 VARIANT_BOOL CvrQtBaseObjectManager::GetChildWidgets(QWidget *widget, VARIANT *children)
 {
-    QWidget *live = AsLiveWidget(widget);
+    QWidget *live = AsConfirmedLiveWidget(widget);
     if (!live || !children)
         return VARIANT_FALSE;
     ChildWidgetsCall call{ live, children, false };
@@ -435,7 +435,7 @@ VARIANT_BOOL CvrQtBaseObjectManager::GetChildAt(QWidget *widget, int x, int y, Q
     if (!child)
         return VARIANT_FALSE;
     *child = nullptr;
-    QWidget *live = AsLiveWidget(widget);
+    QWidget *live = AsConfirmedLiveWidget(widget);
     if (!live)
         return VARIANT_FALSE;
     QWidget *found = live->childAt(live->mapFromGlobal(QPoint(x, y)));
@@ -450,7 +450,7 @@ VARIANT_BOOL CvrQtBaseObjectManager::GetFocusWidget(QWidget *widget, QWidget **f
     if (!focused)
         return VARIANT_FALSE;
     *focused = nullptr;
-    QWidget *live = AsLiveWidget(widget);
+    QWidget *live = AsConfirmedLiveWidget(widget);
     QWidget *found = live ? live->focusWidget() : nullptr;
     if (!found || !IsAlienWidget(found))
         return VARIANT_FALSE;
@@ -460,11 +460,11 @@ VARIANT_BOOL CvrQtBaseObjectManager::GetFocusWidget(QWidget *widget, QWidget **f
 
 HRESULT CvrQtBaseObjectManager::GetWidgetText(QWidget *widget, BSTR *text)
 {
-    return readText(AsLiveWidget(widget), E_FAIL, text, [](QWidget *live) { return WidgetText(live); });
+    return readText(AsConfirmedLiveWidget(widget), E_FAIL, text, [](QWidget *live) { return WidgetText(live); });
 }
 
 VARIANT_BOOL CvrQtBaseObjectManager::HasSiblingOfSameName(QWidget *widget)
 {
-    QWidget *live = AsLiveWidget(widget);
+    QWidget *live = AsConfirmedLiveWidget(widget);
     return toVariantBool(live && ::HasSiblingOfSameName(live));
 }

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
+#include <new>
+#include <unordered_map>
 #include <typeinfo>
 
 #include <QPointer>
@@ -167,44 +169,105 @@ bool hasObjectLayout(const void *address)
     return objectDescent == Descent::Derives || objectDescent == Descent::NotDescribed;
 }
 
-struct LastConfirmed {
-    QPointer<QObject> object;
-    bool isWidget = false;
-};
+// The words hasObjectLayout starts from, read again: the object and its
+// data still point at each other and its destruction has not begun.
+bool isStillConsistent(const void *address)
+{
+    if (IsBadReadPtr(address, sizeof(QObject)))
+        return false;
+    const void *data = loadWord(offsetBy(address, sizeof(void *)));
+    if (!data || !isWordAligned(data) || IsBadReadPtr(data, sizeof(QObjectData)))
+        return false;
+    const ObjectDataFields fields = loadObjectData(data);
+    return fields.backPointer == address && !fields.deleted;
+}
 
-// One cell a thread, kept deliberately, found through a thread-specific key
-// rather than the module's own thread-local storage: the module is unloaded
-// while its threads live on, and storage of an unloaded library confuses
-// the leak checker of sanitizer builds.
-class LastConfirmedCells
+// The objects a thread has confirmed, each followed through a QPointer:
+// Qt clears it when the object's destruction begins, so an entry is trusted
+// exactly until Qt says its object is gone. A QPointer leaves no trace the
+// application can see (a destroyed connection would call the object's
+// connectNotify). Owned by its thread.
+class ConfirmedObjects
 {
 public:
-    LastConfirmedCells() { ready = pthread_key_create(&key, nullptr) == 0; }
-    ~LastConfirmedCells()
+    // The object at address when the thread confirmed it and it lives.
+    QObject *find(const void *address)
+    {
+        const auto found = entries.find(address);
+        if (found == entries.end())
+            return nullptr;
+        if (QObject *object = found->second.data())
+            return object;
+        entries.erase(found); // Qt said it is gone; the address may hold anything now
+        return nullptr;
+    }
+
+    void add(QPointer<QObject> follower)
+    {
+        if (entries.size() >= kMostEntries)
+            forgetDestroyed();
+        const void *address = follower.data();
+        entries.insert_or_assign(address, std::move(follower));
+    }
+
+private:
+    // Enough for the widgets of a large window; past it the destroyed are
+    // dropped, and all when that is not enough.
+    static constexpr size_t kMostEntries = 4096;
+
+    void forgetDestroyed()
+    {
+        for (auto entry = entries.begin(); entry != entries.end();)
+            entry = entry->second.isNull() ? entries.erase(entry) : std::next(entry);
+        if (entries.size() >= kMostEntries / 2)
+            entries.clear();
+    }
+
+    std::unordered_map<const void *, QPointer<QObject>> entries;
+};
+
+// One table a thread, kept deliberately, found through a thread-specific
+// key rather than the module's own thread-local storage: the module is
+// unloaded while its threads live on, and storage of an unloaded library
+// confuses the leak checker of sanitizer builds.
+class ConfirmedTables
+{
+public:
+    // A thread's table goes with the thread; the key, and with it this
+    // destructor call, goes when the module is unloaded.
+    ConfirmedTables() { ready = pthread_key_create(&key, &destroyTable) == 0; }
+    ~ConfirmedTables()
     {
         if (ready)
             pthread_key_delete(key);
     }
 
-    LastConfirmed *find() const { return ready ? static_cast<LastConfirmed *>(pthread_getspecific(key)) : nullptr; }
-
-    LastConfirmed *make()
+    ConfirmedObjects *find() const
     {
-        LastConfirmed *cell = find();
-        if (cell || !ready)
-            return cell;
-        cell = new LastConfirmed;
-        MarkDeliberateLeak(cell);
-        pthread_setspecific(key, cell);
-        return cell;
+        return ready ? static_cast<ConfirmedObjects *>(pthread_getspecific(key)) : nullptr;
+    }
+
+    ConfirmedObjects *make()
+    {
+        ConfirmedObjects *table = find();
+        if (table || !ready)
+            return table;
+        table = new (std::nothrow) ConfirmedObjects;
+        if (!table)
+            return nullptr;
+        MarkDeliberateLeak(table);
+        pthread_setspecific(key, table);
+        return table;
     }
 
 private:
+    static void destroyTable(void *table) { delete static_cast<ConfirmedObjects *>(table); }
+
     pthread_key_t key{};
     bool ready = false;
 };
 
-LastConfirmedCells cells;
+ConfirmedTables tables;
 
 } // namespace
 
@@ -238,38 +301,45 @@ QWidget *AsLiveWidget(const void *address)
     return IsLiveWidget(address) ? static_cast<QWidget *>(static_cast<QObject *>(const_cast<void *>(address))) : nullptr;
 }
 
-namespace {
-
-// The thread's last confirmed object when address is it, else null.
-const LastConfirmed *confirmedAgain(const void *address)
+// Any thread; the table is the calling thread's.
+QObject *AsConfirmedLiveQObject(const void *address)
 {
-    const LastConfirmed *last = cells.find();
-    return last && address && last->object.data() == address ? last : nullptr;
+    if (!address)
+        return nullptr;
+    ConfirmedObjects *table = tables.find();
+    if (QObject *object = table ? table->find(address) : nullptr)
+        return object;
+    QObject *object = AsLiveQObject(address);
+    if (!object)
+        return nullptr;
+    if (!table)
+        table = tables.make();
+    if (!table)
+        return object;
+    // The QPointer is made inside the guard, and the object looked at again
+    // after: one whose destruction began meanwhile on its own thread is not
+    // recorded, as Qt may have passed the point where it clears pointers.
+    QPointer<QObject> follower;
+    if (!RunGuarded([&] { follower = object; }) || !isStillConsistent(address))
+        return nullptr;
+    table->add(std::move(follower));
+    return object;
 }
-
-} // namespace
 
 bool IsConfirmedLiveQObject(const void *address)
 {
-    if (confirmedAgain(address))
-        return true;
-    if (!IsLiveQObject(address))
-        return false;
-    if (LastConfirmed *cell = cells.make()) {
-        cell->object = static_cast<QObject *>(const_cast<void *>(address));
-        RunGuarded([&] { cell->isWidget = cell->object->isWidgetType(); });
-    }
-    return true;
+    return AsConfirmedLiveQObject(address) != nullptr;
 }
 
+// A confirmed object lives until Qt says otherwise: its type flag is read
+// without the guard.
 QWidget *AsConfirmedLiveWidget(const void *address)
 {
-    const LastConfirmed *last = confirmedAgain(address);
-    bool isWidget = last && last->isWidget;
-    if (!last) {
-        if (!IsConfirmedLiveQObject(address))
-            return nullptr;
-        RunGuarded([&] { isWidget = static_cast<const QObject *>(address)->isWidgetType(); });
-    }
-    return isWidget ? static_cast<QWidget *>(static_cast<QObject *>(const_cast<void *>(address))) : nullptr;
+    QObject *object = AsConfirmedLiveQObject(address);
+    return object && object->isWidgetType() ? static_cast<QWidget *>(object) : nullptr;
+}
+
+bool IsConfirmedLiveWidget(const void *address)
+{
+    return AsConfirmedLiveWidget(address) != nullptr;
 }

@@ -22,9 +22,14 @@ bool IsLiveWidget(const void *address);
 QObject *AsLiveQObject(const void *address);
 QWidget *AsLiveWidget(const void *address);
 
-// IsLiveQObject, cheaply when the thread names the same object again: the
-// last object each thread confirmed is remembered through a QPointer, which
-// Qt clears when the object is destroyed. Thread: the caller's; the object
-// must live on it or be kept alive by its owner meanwhile.
+// IsLiveQObject and IsLiveWidget, cheaply for an object the calling thread
+// has confirmed before: each thread keeps a table of the objects it
+// confirmed, followed through QPointers, and trusts an entry until Qt clears
+// its pointer, as it does when the object's destruction begins. An address
+// whose object Qt said is gone is probed again from scratch. Any thread;
+// as with the whole probe, an object destroyed on another thread after the
+// answer is the caller's to keep alive.
+QObject *AsConfirmedLiveQObject(const void *address);
 bool IsConfirmedLiveQObject(const void *address);
 QWidget *AsConfirmedLiveWidget(const void *address);
+bool IsConfirmedLiveWidget(const void *address);
