@@ -42,7 +42,7 @@ def ended(pid):
     except ProcessLookupError:
         return True
     with open(f"/proc/{pid}/stat") as stat:
-        return stat.read().split(") ", 1)[1].startswith("Z")
+        return stat.read().rsplit(") ", 1)[1].startswith("Z")
 
 
 def test_fixture_saves_output_on_failure_and_always_ends_the_program(pytester, run_inner, monkeypatch):

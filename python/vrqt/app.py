@@ -25,7 +25,7 @@ def _process_runs(pid: int | None) -> bool:
         return True
     # A zombie has ended for our purposes.
     try:
-        return Path(f"/proc/{pid}/stat").read_text().split(") ", 1)[1][0] != "Z"
+        return Path(f"/proc/{pid}/stat").read_text().rsplit(") ", 1)[1][0] != "Z"
     except (OSError, IndexError):
         return True
 
