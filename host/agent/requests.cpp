@@ -16,6 +16,7 @@
 #include "host/agent/recorder.h"
 #include "host/agent/scriptrequests.h"
 #include "host/agent/pictures.h"
+#include "host/agent/userinput.h"
 #include "host/agent/waits.h"
 #include "host/agent/widgettree.h"
 #include "host/protocol/protocol.h"
@@ -91,6 +92,7 @@ const RequestHandlers::Entry RequestHandlers::table[] = {
     { "item", Thread::Gui, &RequestHandlers::item },
     { "record", Thread::Gui, &RequestHandlers::record },
     { "shot", Thread::Gui, &RequestHandlers::shot },
+    { "input", Thread::Serving, &RequestHandlers::input },
     { "wait", Thread::Serving, &RequestHandlers::wait },
     { "settle", Thread::Serving, &RequestHandlers::settle },
     { "quit", Thread::Serving, &RequestHandlers::quit },
@@ -100,6 +102,7 @@ RequestHandlers::RequestHandlers(GuiExecutor &executor, ModuleView &module, Proc
     : executor(executor), module(module), facts(std::move(facts)), scripts(std::make_unique<ScriptRequests>(module)),
       itemRequests(std::make_unique<ItemRequests>(module)), waits(std::make_unique<WaitRequests>(executor, module, *scripts)),
       pictures(std::make_unique<PictureRequests>(module, *itemRequests)),
+      userInput(std::make_unique<UserInput>(executor, module, *itemRequests)),
       recorder(std::make_unique<Recorder>(executor, module))
 {
 }
@@ -163,6 +166,11 @@ Reply RequestHandlers::onGuiThread(std::function<Reply()> work, std::chrono::mil
         break;
     }
     return Reply::failure(protocol::error::kClosing, QStringLiteral("the application is closing"));
+}
+
+Reply RequestHandlers::input(const QJsonObject &params)
+{
+    return userInput->act(params);
 }
 
 Reply RequestHandlers::shot(const QJsonObject &params)

@@ -24,6 +24,7 @@ class Recorder;
 class ScriptRequests;
 class WaitRequests;
 class PictureRequests;
+class UserInput;
 
 // What the agent learns about its process once, at start, on the GUI thread.
 struct ProcessFacts
@@ -56,6 +57,7 @@ private:
     Reply hello(const QJsonObject &params);
     Reply quit(const QJsonObject &params);
     Reply shot(const QJsonObject &params);
+    Reply input(const QJsonObject &params);
     Reply wait(const QJsonObject &params);
     Reply settle(const QJsonObject &params);
     // GUI thread.
@@ -80,6 +82,7 @@ private:
     std::unique_ptr<ItemRequests> itemRequests;
     std::unique_ptr<WaitRequests> waits;
     std::unique_ptr<PictureRequests> pictures;
+    std::unique_ptr<UserInput> userInput;
     std::unique_ptr<Recorder> recorder;
     std::atomic<bool> closing{ false };
 };

@@ -11,6 +11,7 @@
 #include "host/cli/recordcommand.h"
 #include "host/cli/scriptcommand.h"
 #include "host/cli/sessioncommands.h"
+#include "host/cli/inputcommand.h"
 #include "host/cli/shotcommand.h"
 #include "host/cli/treecommand.h"
 #include "host/cli/waitcommand.h"
@@ -58,6 +59,8 @@ int main(int argc, char *argv[])
         return runWait(options);
     if (command == "shot")
         return runShot(options);
+    if (isInputCommand(command))
+        return runInput(options);
     if (command == "record")
         return runRecord(options);
     if (command == "items" || command == "item")

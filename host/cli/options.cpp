@@ -27,6 +27,7 @@ struct CommandRow
 };
 
 constexpr const char *kInspectOptions = "[--json] [--timeout SECONDS] [--settle] [--qt 5|6] [--session NAME]";
+constexpr const char *kInputOptions = "[--json] [--real|--synthesized] [--timeout SECONDS] [--settle] [--qt 5|6] [--session NAME]";
 
 constexpr CommandRow kCommands[] = {
     { "tree", 0, 0, "", Target::ProgramOrSession, "[--json] [--objects] [--timeout SECONDS] [--settle] [--qt 5|6] [--session NAME]" },
@@ -37,6 +38,13 @@ constexpr CommandRow kCommands[] = {
     { "items", 1, 1, "OBJECT", Target::ProgramOrSession, kInspectOptions },
     { "item", 3, 4, "OBJECT KEY ACTION [VALUE]", Target::ProgramOrSession, kInspectOptions },
     { "wait", 1, 4, "OBJECT [MEMBER [OPERATOR VALUE]]", Target::ProgramOrSession, kInspectOptions },
+    { "click", 1, 2, "OBJECT [ITEM]", Target::ProgramOrSession, kInputOptions },
+    { "dclick", 1, 2, "OBJECT [ITEM]", Target::ProgramOrSession, kInputOptions },
+    { "rclick", 1, 2, "OBJECT [ITEM]", Target::ProgramOrSession, kInputOptions },
+    { "type", 2, 2, "OBJECT TEXT", Target::ProgramOrSession, kInputOptions },
+    { "key", 2, 2, "OBJECT SEQUENCE", Target::ProgramOrSession, kInputOptions },
+    { "drag", 2, 5, "OBJECT [ITEM] to OBJECT [ITEM]", Target::ProgramOrSession, kInputOptions },
+    { "scroll", 2, 2, "OBJECT STEPS", Target::ProgramOrSession, kInputOptions },
     { "shot", 1, 2, "[OBJECT] FILE.png", Target::ProgramOrSession,
       "[--json] [--outline] [--screen] [--timeout SECONDS] [--settle] [--qt 5|6] [--session NAME]" },
     { "record", 0, 0, "", Target::ProgramOrSession, kInspectOptions },
@@ -111,6 +119,10 @@ bool readOption(const std::vector<std::string> &arguments, std::size_t *index, C
     }
     if (argument == "--settle") {
         options->settle = true;
+        return true;
+    }
+    if (argument == "--real" || argument == "--synthesized") {
+        options->inputMode = argument.substr(2);
         return true;
     }
     if (argument == "--outline" || argument == "--screen") {
@@ -225,6 +237,7 @@ bool parseCommandLine(const std::string &command, const std::vector<std::string>
         || (options->objects && optionsShown.find("--objects") == std::string::npos)
         || (options->settle && optionsShown.find("--settle") == std::string::npos)
         || ((options->outline || options->screen) && optionsShown.find("--outline") == std::string::npos)
+        || (!options->inputMode.empty() && optionsShown.find("--real") == std::string::npos)
         || (!options->name.empty() && optionsShown.find("--name") == std::string::npos)) {
         *error = "that option does not go with " + command + ": " + synopsis(*row);
         return false;
@@ -312,6 +325,17 @@ std::string usage()
            "             with VALUE by OPERATOR (== != < <= > >= ~ for contains), and print\n"
            "             the value; on time-out fail with the last value seen. Checked on\n"
            "             the program's GUI thread as its events arrive\n"
+           "  click, dclick, rclick  click OBJECT, or its ITEM (named as `vrqt item`\n"
+           "             names it, menu paths through the bar included), at the centre\n"
+           "             of its rectangle once it is brought into view\n"
+           "  type, key  give OBJECT the focus and type TEXT, or press a key SEQUENCE\n"
+           "             in Qt's syntax (Ctrl+S, Alt+F4, Down)\n"
+           "  drag       press on OBJECT [ITEM], move to the other, release\n"
+           "  scroll     turn the wheel STEPS notches over OBJECT (negative: down)\n"
+           "             The target must be visible, enabled and not covered. Under an\n"
+           "             X server the input is real (XTest); offscreen it is Qt's events\n"
+           "             sent to the widget under the point; --real or --synthesized\n"
+           "             forces one. The command returns once the program took it.\n"
            "  shot       save a PNG picture of OBJECT (default: the main window; --screen\n"
            "             the whole screen) and print the rectangles of what can be named\n"
            "             in it: its items (rows, cells, tree items, entries, tabs) with\n"

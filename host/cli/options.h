@@ -19,6 +19,7 @@ struct CommandOptions
     bool settle = false;  // wait for the program to settle before the work
     bool outline = false; // shot: draw the rectangles of what can be named
     bool screen = false;  // shot: the whole screen
+    std::string inputMode; // click and the like: "real", "synthesized", or empty for the choice by platform
     // Bounds the wait for the agent and for the shown main widget, and each
     // request after it.
     std::chrono::milliseconds timeout{ 30000 };
