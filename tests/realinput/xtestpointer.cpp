@@ -26,3 +26,25 @@ void XTestPointer::click(QPoint point)
     XTestFakeButtonEvent(display, Button1, False, CurrentTime);
     XFlush(display);
 }
+
+void XTestPointer::wheel(QPoint point, int notches)
+{
+    XTestFakeMotionEvent(display, -1, point.x(), point.y(), CurrentTime);
+    const unsigned int button = notches > 0 ? Button4 : Button5;
+    for (int turned = 0; turned < (notches > 0 ? notches : -notches); ++turned) {
+        XTestFakeButtonEvent(display, button, True, CurrentTime);
+        XTestFakeButtonEvent(display, button, False, CurrentTime);
+    }
+    XFlush(display);
+}
+
+bool XTestPointer::key(unsigned long keysym)
+{
+    const KeyCode code = XKeysymToKeycode(display, KeySym(keysym));
+    if (code == 0)
+        return false;
+    XTestFakeKeyEvent(display, code, True, CurrentTime);
+    XTestFakeKeyEvent(display, code, False, CurrentTime);
+    XFlush(display);
+    return true;
+}
