@@ -128,6 +128,64 @@ QString ItemKeyOf(const VARIANT &key)
     return text.isEmpty() ? QString() : KeyOf(QStringList{ text }, 0);
 }
 
+// The items below parent (the top level when parent is null) and their
+// texts, as the keys are made of them.
+QList<QTreeWidgetItem *> ItemsBelow(const QTreeWidget *tree, const QTreeWidgetItem *parent, QStringList *texts)
+{
+    QList<QTreeWidgetItem *> items;
+    const int count = parent ? parent->childCount() : tree->topLevelItemCount();
+    for (int index = 0; index < count; ++index) {
+        QTreeWidgetItem *item = parent ? parent->child(index) : tree->topLevelItem(index);
+        items.append(item);
+        texts->append(item->text(0));
+    }
+    return items;
+}
+
+// Reads the module's path text below parent: each element is an item's text
+// when non-empty and unique among its siblings, else its index in brackets,
+// joined with "|" and nothing escaped, so a text holding "|" is found by
+// trying the siblings in turn. keys gets the steps as `vrqt item` reads them.
+bool ResolveTreePath(const QTreeWidget *tree, const QTreeWidgetItem *parent, const QString &rest, int depth, QStringList *keys)
+{
+    constexpr int kDeepest = 64;
+    if (depth >= kDeepest)
+        return false;
+    QStringList texts;
+    const QList<QTreeWidgetItem *> items = ItemsBelow(tree, parent, &texts);
+    for (int index = 0; index < items.size(); ++index) {
+        const QString &text = texts.at(index);
+        const QString element = text.isEmpty() || texts.count(text) > 1 ? QStringLiteral("[%1]").arg(index) : text;
+        if (!rest.startsWith(element))
+            continue;
+        if (rest.size() == element.size()) {
+            keys->append(KeyOf(texts, index));
+            return true;
+        }
+        if (rest.at(element.size()) == QLatin1Char('|')
+            && ResolveTreePath(tree, items.at(index), rest.mid(element.size() + 1), depth + 1, keys)) {
+            keys->prepend(KeyOf(texts, index));
+            return true;
+        }
+    }
+    return false;
+}
+
+// A tree event's key as `vrqt item` reads it: a one-level path is the bare
+// key (a text or an index), a longer one the module's unescaped path text.
+QString TreeKeyOf(const QObject *sender, const VARIANT &value)
+{
+    if (V_VT(&value) == VT_I4)
+        return QStringLiteral("[%1]").arg(V_I4(&value));
+    const QString path = TextOf(V_VT(&value) == VT_BSTR ? V_BSTR(&value) : nullptr);
+    QStringList keys;
+    if (const auto *tree = qobject_cast<const QTreeWidget *>(sender)) {
+        if (ResolveTreePath(tree, nullptr, path, 0, &keys))
+            return keys.join(QLatin1Char('|'));
+    }
+    return path;
+}
+
 const char *CheckStateName(const QJsonValue &state)
 {
     switch (state.toInt(-1)) {
@@ -171,12 +229,12 @@ QJsonObject DescribeAction(QObject *sender, const GUID &subscription, const GUID
     } else if (event == EventListItemClicked || event == EventComboItemActivated || event == EventTabSelected) {
         action.insert(QStringLiteral("key"), ItemKeyOf(value));
     } else if (event == EventTreeItemExpanded || event == EventTreeItemCollapsed) {
-        action.insert(QStringLiteral("key"), ValueOf(value).toString());
+        action.insert(QStringLiteral("key"), TreeKeyOf(sender, value));
     } else if ((event == EventTableCellClicked || event == EventTreeItemClicked) && extra) {
         const auto *record = static_cast<const ColumnClickRecord *>(extra);
         const QString column = ItemKeyOf(record->columnKey);
         const bool table = event == EventTableCellClicked;
-        action.insert(QStringLiteral("key"), table ? ItemKeyOf(value) + QLatin1Char('|') + column : ValueOf(value).toString());
+        action.insert(QStringLiteral("key"), table ? ItemKeyOf(value) + QLatin1Char('|') + column : TreeKeyOf(sender, value));
         action.insert(QStringLiteral("column"), column);
         action.insert(QStringLiteral("doubleClick"), record->doubleClick != 0);
     } else if (event == EventHeaderSectionClicked && extra) {

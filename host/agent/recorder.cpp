@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QEvent>
 #include <QJsonDocument>
+#include <QPointer>
 #include <QWidget>
 
 #include <poll.h>
@@ -86,6 +87,32 @@ std::deque<std::string> ActionStream::take(std::chrono::milliseconds wait)
     return taken;
 }
 
+// A client is registered for as long as its reply may still take the
+// connection over. Whoever drops the last copy of the reply ends the
+// registration: the serving thread after the relay, or, when the reply
+// never took the connection over (the GUI thread answered after the
+// serving thread had answered "busy", or the answer could not be sent),
+// whoever held it last.
+class Recorder::Registration
+{
+public:
+    Registration(Recorder *recorder, std::shared_ptr<ActionStream> stream) : recorder(recorder), stream(std::move(stream)) {}
+    Registration(const Registration &) = delete;
+    Registration &operator=(const Registration &) = delete;
+    // Any thread. The removal is queued to the recorder itself: a reply
+    // dropped while the agent ends (with the executor's queue, after the
+    // recorder) finds no recorder and does nothing; serving threads are
+    // joined before the recorder goes.
+    ~Registration()
+    {
+        if (Recorder *owner = recorder.data())
+            QMetaObject::invokeMethod(owner, [owner, gone = stream] { owner->removeClient(gone); }, Qt::QueuedConnection);
+    }
+
+    const QPointer<Recorder> recorder;
+    const std::shared_ptr<ActionStream> stream;
+};
+
 Recorder::Recorder(GuiExecutor &executor, ModuleView &module) : executor(executor), module(module)
 {
     // Before the agent releases the module at the same signal.
@@ -120,7 +147,8 @@ Reply Recorder::record(const QJsonObject &)
     if (subscribed >= 0)
         result.insert(QStringLiteral("subscribed"), subscribed);
     Reply reply = Reply::success(result);
-    reply.takeOver = [this, stream](protocol::Channel &channel) { relay(channel, stream); };
+    auto registration = std::make_shared<Registration>(this, stream);
+    reply.takeOver = [this, registration](protocol::Channel &channel) { relay(channel, registration->stream); };
     return reply;
 }
 
@@ -136,7 +164,7 @@ void Recorder::relay(protocol::Channel &channel, const std::shared_ptr<ActionStr
         }
         open = open && !ClientGone(channel);
     }
-    executor.post([this, stream] { removeClient(stream); });
+    // The registration ends when the reply is dropped.
 }
 
 void Recorder::removeClient(const std::shared_ptr<ActionStream> &stream)

@@ -67,6 +67,8 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
+    class Registration;
+
     // Serving thread: writes the stream's lines until the client or the
     // agent ends the conversation.
     void relay(protocol::Channel &channel, const std::shared_ptr<ActionStream> &stream);

@@ -3,14 +3,23 @@
 // once, in order, with a path and key that lead back to the same object.
 #include <gtest/gtest.h>
 
+#include <QApplication>
+#include <QCheckBox>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QTreeWidget>
 
 #include <cstdlib>
 #include <thread>
 #include <unistd.h>
 
 #include "agentharness.h"
+#include "host/agent/eventsink.h"
+#include "host/agent/guiexecutor.h"
+#include "host/agent/moduleview.h"
+#include "host/agent/recorder.h"
+#include "host/scripting/threaddelivery.h"
+#include "platform/oleauto.h"
 #include "host/cli/recordcommand.h"
 #include "host/protocol/protocol.h"
 
@@ -193,4 +202,107 @@ TEST(RecordText, ActionsReadAsOneLineWithTheKeyAVrqtItemTakes)
     const QJsonObject check{ { str("time"), str("2024-06-14T12:30:02.000") }, { str("object"), str("/w/c") },
                              { str("event"), str("checkStateChanged") }, { str("value"), 2 }, { str("state"), str("partial") } };
     EXPECT_EQ(cli::renderActionText(check), "12:30:02.000 /w/c checkStateChanged state=partial");
+}
+
+// The recorder's own process for the tests that run it in place: a
+// QApplication kept to the end.
+void EnsureApplication()
+{
+    static int argc = 1;
+    static char name[] = "host_record_tests";
+    static char *argv[] = { name, nullptr };
+    if (!QCoreApplication::instance())
+        new QApplication(argc, argv);
+}
+
+// A VARIANT as the module reports a key: a text or an index.
+struct Reported
+{
+    explicit Reported(const QString &text)
+    {
+        V_VT(&value) = VT_BSTR;
+        V_BSTR(&value) = SysAllocStringLen(reinterpret_cast<const OLECHAR *>(text.utf16()), UINT(text.size()));
+    }
+    explicit Reported(int index)
+    {
+        V_VT(&value) = VT_I4;
+        V_I4(&value) = index;
+    }
+    ~Reported() { VariantClear(&value); }
+    VARIANT value;
+};
+
+// A tree's events carry the module's path text: the bare key of a top-level
+// item (its text, or its index when the text is blank or repeated), or the
+// elements joined by "|" with nothing escaped. The line's key must be the
+// one `vrqt items` prints and `vrqt item` takes. Before, an index was lost
+// (an empty key) and a text holding "|" or a backslash came out unescaped.
+TEST(RecordTreeKeys, TreeEventsCarryTheKeyThatItemsPrints)
+{
+    EnsureApplication();
+    QTreeWidget tree;
+    auto *plain = new QTreeWidgetItem(&tree, { str("Inbox") });
+    new QTreeWidgetItem(&tree, { str("Copy") });
+    new QTreeWidgetItem(&tree, { str("Copy") });
+    auto *piped = new QTreeWidgetItem(&tree, { str("a|b") });
+    new QTreeWidgetItem(piped, { str("x") });
+    new QTreeWidgetItem(piped, { str("x") });
+    auto *deep = new QTreeWidgetItem(piped, { str("c\\d") });
+    new QTreeWidgetItem(deep, { str("[e]") });
+    new QTreeWidgetItem(plain, { str("a") });
+    auto keyOf = [&](const VARIANT &value) {
+        return agent::DescribeAction(&tree, SubscriptionTreeWidget, EventTreeItemExpanded, value, nullptr).value(str("key")).toString().toStdString();
+    };
+    EXPECT_EQ(keyOf(Reported(str("Inbox")).value), "Inbox");
+    EXPECT_EQ(keyOf(Reported(2).value), "[2]") << "the second Copy, by index";
+    EXPECT_EQ(keyOf(Reported(str("a|b")).value), "a\\|b");
+    EXPECT_EQ(keyOf(Reported(str("a|b|[1]")).value), "a\\|b|[1]");
+    EXPECT_EQ(keyOf(Reported(str("a|b|c\\d|[e]")).value), "a\\|b|c\\\\d|\\[e]");
+    EXPECT_EQ(keyOf(Reported(str("Inbox|a")).value), "Inbox|a") << "Inbox's own a, not the top-level a|b";
+    EXPECT_EQ(keyOf(Reported(str("gone|away")).value), "gone|away") << "a path the tree no longer has stays as it came";
+
+    // A click gives the same key, with its column.
+    Reported column(str("Name"));
+    ColumnClickRecord record{};
+    record.columnKey = column.value;
+    record.doubleClick = 1;
+    const QJsonObject clicked = agent::DescribeAction(&tree, SubscriptionTreeWidget, EventTreeItemClicked, Reported(str("a|b|[0]")).value, &record);
+    EXPECT_EQ(clicked.value(str("key")).toString().toStdString(), "a\\|b|[0]");
+    EXPECT_TRUE(clicked.value(str("doubleClick")).toBool());
+}
+
+// A recording reply that never takes its connection over leaves no client
+// behind: the GUI thread ran the request after the serving thread had
+// answered "busy", or the answer could not be sent. Before, such a client
+// stayed registered for good, its lines piled up unread and the
+// subscriptions never ended.
+TEST(RecorderClients, AReplyThatNeverTookTheConnectionOverLeavesNoClient)
+{
+    EnsureApplication();
+    struct InPlace final : scripting::ThreadDelivery
+    {
+        HRESULT deliver(QObject *, std::function<HRESULT()> work) override { return work(); }
+    } delivery;
+    agent::GuiExecutor executor;
+    agent::ModuleView module(delivery);
+    QWidget window;
+    new QCheckBox(str("box"), &window);
+    window.show();
+    {
+        agent::Recorder recorder(executor, module);
+        {
+            const agent::Reply late = recorder.record({});
+            ASSERT_TRUE(late.ok) << late.error.message.toStdString();
+            ASSERT_TRUE(bool(late.takeOver));
+            EXPECT_EQ(late.result.toObject().value(str("clients")).toInt(), 1);
+            EXPECT_GE(late.result.toObject().value(str("subscribed")).toInt(), 1);
+        }
+        // The removal the dropped reply queued.
+        QCoreApplication::processEvents();
+        const agent::Reply next = recorder.record({});
+        ASSERT_TRUE(next.ok);
+        EXPECT_EQ(next.result.toObject().value(str("clients")).toInt(), 1) << "the dropped reply's client is gone";
+        EXPECT_TRUE(next.result.toObject().contains(str("subscribed"))) << "so this client starts the recording afresh";
+    }
+    module.unload();
 }

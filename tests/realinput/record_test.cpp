@@ -79,13 +79,23 @@ double median(std::vector<double> values)
     return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
+// One connection for the whole run: an X server without clients resets
+// itself, and refuses connections while it does, between two tests.
+XTestPointer &SharedInput()
+{
+    static XTestPointer pointer;
+    return pointer;
+}
+
 class RecordUnderRealInput : public ::testing::Test
 {
 protected:
     void SetUp() override
     {
-        if (qEnvironmentVariable("QT_QPA_PLATFORM") != QLatin1String("xcb") || !input.available())
-            GTEST_SKIP() << "needs an X server with the test extension (run under xvfb-run, QT_QPA_PLATFORM=xcb)";
+        if (qEnvironmentVariable("QT_QPA_PLATFORM") != QLatin1String("xcb"))
+            GTEST_SKIP() << "needs QT_QPA_PLATFORM=xcb";
+        if (!input.available())
+            GTEST_SKIP() << "needs an X server with the test extension (run under xvfb-run); DISPLAY=" << qgetenv("DISPLAY").toStdString();
         // Sessions of this run only.
         char pattern[] = "/tmp/vrqt-realinput-XXXXXX";
         ASSERT_NE(::mkdtemp(pattern), nullptr);
@@ -185,7 +195,7 @@ protected:
         };
     }
 
-    XTestPointer input;
+    XTestPointer &input = SharedInput();
     QString runtime;
     QByteArray previousRuntime;
 };
