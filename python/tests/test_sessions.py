@@ -101,3 +101,14 @@ def attach_once_it_runs(pid):
             last = error
             time.sleep(0.2)
     raise last
+
+
+def test_a_failed_start_leaves_no_session_behind(tmp_path):
+    # A program that runs but never makes an application object: the agent
+    # never answers, and the start gives up.
+    script = tmp_path / "silent.sh"
+    script.write_text("#!/bin/sh\nexec sleep 60\n")
+    script.chmod(0o755)
+    with pytest.raises(vrqt.VrqtError):
+        vrqt.launch([str(script)], name="silent-start", qt=5, timeout=2)
+    assert not (vrqt.sessions.sessions_root() / "silent-start").exists()

@@ -4,6 +4,7 @@
         app.find("counterButton").call("click")
         assert app.find("clickCountLabel").get("text") == "Clicks: 1"
 """
+from . import sessions
 from .app import App, attach, launch, session
 from .errors import *  # noqa: F401,F403 - one class per error code
 from .errors import ERRORS_BY_CODE, VrqtError

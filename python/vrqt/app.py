@@ -1,7 +1,9 @@
 """A running program with the agent: launch, attach, or join a session."""
 from __future__ import annotations
 
+import itertools
 import os
+import re
 import time
 from pathlib import Path
 from typing import Any, Sequence
@@ -203,16 +205,38 @@ def launch(program: Sequence[str], *, name: str | None = None, qt: int | None = 
     """Starts ``program`` with the agent in a session of its own and connects.
 
     Returns once its main widget shows. ``env`` adds to the environment.
+    The session is named ``name``, else after the program, this process
+    and a count (``vrqt-gallery-4711-1``).
     """
     binary = find_vrqt(vrqt)
-    arguments = ["start", "--json", "--timeout", f"{timeout:g}"]
-    if name:
-        arguments += ["--name", name]
+    # A name of our own, so that a start that fails half way (the program
+    # runs, its agent never answered) can still be stopped.
+    name = name or _session_name(str(program[0]))
+    arguments = ["start", "--json", "--timeout", f"{timeout:g}", "--name", name]
     if qt:
         arguments += ["--qt", str(qt)]
     environment = {**os.environ, **env} if env else None
-    answer = run_vrqt(binary, [*arguments, "--", *map(str, program)], timeout + 10, environment)
+    try:
+        answer = run_vrqt(binary, [*arguments, "--", *map(str, program)], timeout + 10, environment)
+    except VrqtError:
+        _stop_quietly(binary, name)
+        raise
     return _joined(answer, binary)
+
+
+_launches = itertools.count(1)
+
+
+def _session_name(program: str) -> str:
+    stem = re.sub(r"[^A-Za-z0-9_-]", "_", Path(program).name)[:32] or "session"
+    return f"{stem}-{os.getpid()}-{next(_launches)}"
+
+
+def _stop_quietly(binary: str, name: str) -> None:
+    try:
+        run_vrqt(binary, ["stop", name], 40)
+    except VrqtError:
+        pass  # no such session: nothing was left running
 
 
 def attach(pid: int, *, name: str | None = None, vrqt: str | os.PathLike[str] | None = None,
@@ -232,7 +256,7 @@ def _joined(answer: dict[str, Any], binary: str) -> App:
     try:
         return App(info, owned=True, vrqt=binary)
     except BaseException:
-        run_vrqt(binary, ["stop", info.name], 40)
+        _stop_quietly(binary, info.name)
         raise
 
 
