@@ -107,3 +107,21 @@ def test_tree_with_and_without_objects(gallery):
     actions = everything.find_all("QAction")
     assert actions and all(node.path for node in actions)
     assert gallery.find(actions[0].path).class_name == "QAction"
+
+
+def test_acting_like_a_user_and_a_picture(fresh_gallery, tmp_path):
+    pages = fresh_gallery.find("pages")
+    pages.item("Buttons").click()
+    button = fresh_gallery.find("counterButton")
+    button.click()
+    assert button.get("clickCount") == 1
+    pages.click("Save & Load")
+    edit = fresh_gallery.find("fileNameEdit")
+    edit.key("Ctrl+A")
+    edit.type("typed.txt")
+    assert edit.get("text") == "typed.txt"
+    with pytest.raises(vrqt.InvalidParams, match="not visible"):
+        button.click()
+    shot = edit.shot(str(tmp_path / "edit.png"), outline=True)
+    assert (tmp_path / "edit.png").stat().st_size > 0
+    assert shot["width"] > 0

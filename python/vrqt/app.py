@@ -132,6 +132,10 @@ class App:
         answer = self.request("settle", {"quiet": max(1, round(quiet * 1000))}, timeout=timeout)
         return bool(answer.get("settled"))
 
+    def shot(self, path: str, *, screen: bool = False, outline: bool = False) -> dict[str, Any]:
+        """Saves a PNG picture of the main window (or the whole screen)."""
+        return self.request("shot", {"path": os.path.abspath(path), "screen": screen, "outline": outline})
+
     def record(self) -> Recording:
         """Starts recording what the user does; iterate the answer for actions."""
         connection = Connection(str(self.session.socket), on_lost=self._lost)

@@ -48,6 +48,13 @@ class Item:
         """Runs one of the family's actions (``item`` request) and returns the answer."""
         return self.owner.act(self.path, action, value)
 
+    def click(self) -> dict[str, Any]:
+        """Clicks the item as a user would, once it is brought into view."""
+        return self.owner.click(self.path)
+
+    def double_click(self) -> dict[str, Any]:
+        return self.owner.double_click(self.path)
+
     # The actions the families offer, by name.
     def select(self) -> dict[str, Any]:
         return self.act("select")

@@ -1,6 +1,7 @@
 """An object of the program, named as the agent names objects."""
 from __future__ import annotations
 
+import os
 import time
 from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any
@@ -108,6 +109,50 @@ class QtObject:
             # Item values are texts: numbers, dates, check states by name.
             params["value"] = str(value).lower() if isinstance(value, bool) else str(value)
         return self._request("item", **params)
+
+    # Acting like a user: real input under an X server, Qt's events offscreen.
+
+    def _input(self, action: str, item: str | None = None, **params: Any) -> dict[str, Any]:
+        if item is not None:
+            params["item"] = item
+        done = self._request("input", action=action, **params)
+        # The next request sees the result: the program has taken the input.
+        self.app.settle(quiet=0.05, timeout=3.0)
+        return done
+
+    def click(self, item: str | None = None) -> dict[str, Any]:
+        """Clicks the object, or its item (a row, a cell, a tab, ``File|Save``)."""
+        return self._input("click", item)
+
+    def double_click(self, item: str | None = None) -> dict[str, Any]:
+        return self._input("dclick", item)
+
+    def right_click(self, item: str | None = None) -> dict[str, Any]:
+        return self._input("rclick", item)
+
+    def type(self, text: str) -> dict[str, Any]:
+        """Gives the object the focus and types ``text``."""
+        return self._input("type", text=text)
+
+    def key(self, sequence: str) -> dict[str, Any]:
+        """Presses a key sequence in Qt's syntax: ``Ctrl+S``, ``Alt+F4``, ``Down``."""
+        return self._input("key", sequence=sequence)
+
+    def scroll(self, steps: int) -> dict[str, Any]:
+        """Turns the wheel ``steps`` notches over the object (negative: down)."""
+        return self._input("scroll", steps=steps)
+
+    def drag_to(self, target: "QtObject", item: str | None = None, target_item: str | None = None) -> dict[str, Any]:
+        """Presses on the object (or its item), moves to ``target`` and releases."""
+        to: dict[str, Any] = {"object": target.path}
+        if target_item is not None:
+            to["item"] = target_item
+        return self._input("drag", item, to=to)
+
+    def shot(self, path: str, *, outline: bool = False) -> dict[str, Any]:
+        """Saves a PNG picture of the object; returns the rectangles of what
+        can be named in it (its items, else its widgets)."""
+        return self._request("shot", path=os.path.abspath(path), outline=outline)
 
     # Waiting.
 

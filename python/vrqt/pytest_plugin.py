@@ -71,6 +71,11 @@ def _save_output(app: App, request: pytest.FixtureRequest) -> Path | None:
     folder.mkdir(parents=True, exist_ok=True)
     target = folder / f"{stem}.output.log"
     target.write_bytes(output)
+    try:
+        # What the program showed when the test failed, if it still runs.
+        app.shot(str(folder / f"{stem}.png"))
+    except Exception:  # noqa: BLE001 - a crashed or closing program shows nothing
+        pass
     note = app.session.crash_note()
     if note:
         (folder / f"{stem}.crash.log").write_text(note + "\n")
