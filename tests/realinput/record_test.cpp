@@ -267,7 +267,8 @@ TEST_F(RecordUnderRealInput, QtSlidersExampleReportsTheUsersClicks)
 {
     const QString program = QStringLiteral(VRQT_TEST_SLIDERS);
     if (!QFileInfo::exists(program))
-        GTEST_SKIP() << "Qt's sliders example is not installed for this Qt (Debian: qtbase5-examples): " << program.toStdString();
+        GTEST_SKIP() << "Qt's sliders example is not installed for this Qt (Debian ships it for Qt 5 only, in qtbase5-examples): "
+                     << program.toStdString();
     Session sliders(QStringLiteral("realinput-sliders"), { program });
     ASSERT_TRUE(sliders.started()) << sliders.startError().toStdString();
     LineReader record({ QStringLiteral("record"), QStringLiteral("--json"), QStringLiteral("--session"), sliders.name() });
