@@ -239,9 +239,11 @@ TEST_F(RecordUnderRealInput, GalleryClicksKeysAndWheelComeOutAsExpectedLinesInOr
         { "wheel up over price spin box",
           [=](std::vector<Clock::time_point> &inputs) {
               const QPoint point = session->widgetPoint(QStringLiteral("priceSpin"), { 0.3, 0.5 });
+              if (point.isNull())
+                  return false;
               inputs.push_back(Clock::now());
               input.wheel(point, 1);
-              return !point.isNull();
+              return true;
           },
           { { QStringLiteral("priceSpin"), QStringLiteral("editorValueChanged"), QString(), 20.99 } } },
         { "click quantity spin box text", clickAt([=] { return session->widgetPoint(QStringLiteral("quantitySpin"), { 0.3, 0.5 }); }), {} },
