@@ -53,6 +53,8 @@ std::shared_ptr<scripting::ScriptSession> ModuleView::scripting()
 
 void ModuleView::unload()
 {
+    // Everything the agent holds of the module goes before the module does:
+    // its shut-down waits for every type description still held.
     if (session) {
         // Deliberate: a late call is still inside the module's code.
         if (session->callsInFlight() > 0)

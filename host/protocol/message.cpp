@@ -93,7 +93,9 @@ bool parseRequest(const std::string &line, Request *request, Error *error)
     if (isValidId(id) && (id.isString() || (idText != members.end() && isExactIntegerText(idText->second))))
         request->id = id;
     else {
-        *error = { QLatin1String(error::kInvalidRequest), QStringLiteral("\"id\" must be a string, or an integer written without fraction or exponent and at most 2^53 in size"), {} };
+        *error = { QLatin1String(error::kInvalidRequest),
+                   QStringLiteral("\"id\" must be a string, or an integer written without fraction or exponent and at most 2^53 in size"),
+                   {} };
         return false;
     }
     const QJsonValue name = object.value(QLatin1String("request"));
