@@ -13,6 +13,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include "../qt_support.h"
 #include "agentharness.h"
 #include "host/agent/eventsink.h"
 #include "host/agent/guiexecutor.h"
@@ -26,6 +27,9 @@
 using namespace std::chrono_literals;
 using namespace vrqt;
 using namespace vrqt::testing;
+
+// Some tests run the recorder in this process, inside a QApplication.
+QTTEST_LEAK_SUPPRESSIONS
 
 namespace {
 
