@@ -1,5 +1,6 @@
 // The protocol's edges: JSON that Qt's reader takes but JSON forbids, ids a
-// double cannot hold, and lines at the length limit.
+// double cannot hold, and lines at the length limit. The agent reads every
+// line through these.
 #include <gtest/gtest.h>
 
 #include "host/protocol/linebuffer.h"
@@ -58,9 +59,8 @@ TEST(ProtocolEdges, AnIdIsAStringOrAnIntegerADoubleHoldsExactly)
         const char *id;
         bool accepted;
     } rows[] = {
-        { "9007199254740992", true },   { "-9007199254740992", true },  { "9007199254740991", true }, { "0", true },
-        { "-0", true },                 { "\"9007199254740993\"", true }, { "9007199254740993", false }, { "-9007199254740993", false },
-        { "90071992547409920", false }, { "1.0", false },                { "1e2", false },             { "12345678901234567890", false },
+        { "9007199254740992", true }, { "-9007199254740992", true }, { "\"9007199254740993\"", true }, { "9007199254740993", false },
+        { "-9007199254740993", false }, { "90071992547409920", false }, { "1.0", false }, { "1e2", false },
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.id);
@@ -106,14 +106,4 @@ TEST(ProtocolEdges, ALineOfExactlyTheLimitMayEndInReturnAndNewline)
             EXPECT_EQ(*line, full);
         }
     }
-}
-
-TEST(ProtocolEdges, MessagesQuoteAnExcerptOfWhatTheClientSent)
-{
-    const QString shortText(kQuotedLength, QLatin1Char('a'));
-    EXPECT_EQ(excerpt(shortText), shortText);
-    const QString longText = shortText + QStringLiteral("tail");
-    const QString cut = excerpt(longText);
-    EXPECT_TRUE(cut.startsWith(shortText) && !cut.contains(QStringLiteral("tail"))) << cut.toStdString();
-    EXPECT_TRUE(cut.contains(QString::number(longText.size()))) << "the whole length is told";
 }
