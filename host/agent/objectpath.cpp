@@ -339,13 +339,16 @@ QString ObjectPaths::pathOf(const QObject *object)
     const auto known = paths.constFind(object);
     if (known != paths.constEnd())
         return *known;
+    // The parent's path first: it fills the tables that a step copied out
+    // of them must not outlive.
     const QObject *parent = object->parent();
-    const QString path = (parent ? pathOf(parent) : QString()) + QLatin1Char('/') + stepOf(object);
+    const QString above = parent ? pathOf(parent) : QString();
+    const QString path = above + QLatin1Char('/') + stepOf(object);
     paths.insert(object, path);
     return path;
 }
 
-const QString &ObjectPaths::stepOf(const QObject *object)
+QString ObjectPaths::stepOf(const QObject *object)
 {
     const auto known = steps.constFind(object);
     if (known != steps.constEnd())

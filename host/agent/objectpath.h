@@ -56,7 +56,7 @@ public:
     QString pathOf(const QObject *object);
 
 private:
-    const QString &stepOf(const QObject *object);
+    QString stepOf(const QObject *object);
 
     QHash<const QObject *, QString> paths;
     QHash<const QObject *, QString> steps;

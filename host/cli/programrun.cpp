@@ -12,6 +12,7 @@
 #include <QJsonDocument>
 
 #include "host/cli/agentlibrary.h"
+#include "host/cli/quoting.h"
 #include "host/cli/sessionstore.h"
 #include "host/protocol/protocol.h"
 
@@ -114,7 +115,8 @@ int complain(const std::string &message, int exitCode, const char *code)
                                 .toJson(QJsonDocument::Compact).constData());
         std::fflush(stdout);
     } else {
-        std::fprintf(stderr, "vrqt: %s\n", message.c_str());
+        // Messages quote the program's texts: nothing raw reaches the terminal.
+        std::fprintf(stderr, "vrqt: %s\n", escaped(QString::fromStdString(message)).c_str());
     }
     return exitCode;
 }

@@ -46,11 +46,8 @@ int runScript(const CommandOptions &options)
         const QString request = text(options.command);
         const CallResult answer = session.call(request, scriptRequestParams(options), protocol::Deadline::after(options.timeout));
         // The message may quote the program's texts and the user's own.
-        if (!answer.ok()) {
-            CallResult shown = answer;
-            shown.message = escaped(QString::fromStdString(answer.message));
-            return complain(shown);
-        }
+        if (!answer.ok())
+            return complain(answer);
         // The call opened a modal dialog or menu and runs on inside it.
         if (answer.result.toObject().value(QStringLiteral("modal")).toBool()) {
             std::fprintf(stderr, "vrqt: %s\n", answer.result.toObject().value(QStringLiteral("message")).toString().toUtf8().constData());

@@ -114,13 +114,19 @@ CvrQtBaseObjectExposer::~CvrQtBaseObjectExposer()
 {
     if (manager)
         manager->Release();
+    ReleaseTypeInfo();
+    if (hostFactory)
+        hostFactory->Release();
+}
+
+void CvrQtBaseObjectExposer::ReleaseTypeInfo()
+{
     if (typeInfo) {
         // A host may keep the description beyond this exposer.
         typeInfo->DetachExposer();
         typeInfo->Release();
+        typeInfo = nullptr;
     }
-    if (hostFactory)
-        hostFactory->Release();
 }
 
 void CvrQtBaseObjectExposer::ReleaseReferences()

@@ -86,6 +86,8 @@ public:
     ~CvrQtBaseObjectExposer() override;
 
     virtual void ReleaseReferences();
+    // Lets go of the class's type description, which a host may still hold.
+    void ReleaseTypeInfo();
     // Only the first call counts. registry is the manager's class registry,
     // which keeps this exposer; the exposer holds a reference to the
     // registry's manager. factory may be null.

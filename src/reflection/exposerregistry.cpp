@@ -96,6 +96,10 @@ void CvrQtExposerRegistry::Shutdown()
 {
     std::unique_lock<std::recursive_mutex> guard(lock);
     shutDown = true;
+    // The exposers' own references go first, so that the wait below is for
+    // the descriptions a host really still holds.
+    for (CvrQtObjectExposer *exposer : exposers)
+        exposer->ReleaseTypeInfo();
     if (CStubManager *stubs = stubManager) {
         // Descriptions end on their last release and may need the lock.
         stubs->AddRef();

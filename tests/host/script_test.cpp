@@ -47,8 +47,8 @@ TEST(Script, VrqtGetsSetsCallsAndDescribesInTheGallery)
           "-> Count -> Count\n", nullptr },
         { "a write prints nothing", { str("set"), str("counterButton"), str("tone"), str("2") }, 0, "", nullptr },
         { "the chain of descriptions", { str("describe"), str("counterButton") }, 0, nullptr, "\nGalleryButton\n  clickCount" },
-        { "no such member", { str("get"), str("counterButton"), str("nothing") }, 1, "", "no-such-member" },
-        { "a failed call with its HRESULT", { str("set"), str("counterButton"), str("clickCount"), str("many") }, 1, "",
+        { "no such member", { str("get"), str("counterButton"), str("nothing") }, 4, "", "no-such-member" },
+        { "a failed call with its HRESULT", { str("set"), str("counterButton"), str("clickCount"), str("many") }, 7, "",
           "0x80020005 Type mismatch." },
     };
     for (const Row &row : rows) {

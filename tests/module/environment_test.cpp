@@ -149,7 +149,7 @@ TEST(TraceLog, ConfiguredFolderReceivesTheHeaderAndTimedLines)
 
 // Descriptions handed out stay registered while their exposers hold them, so
 // the unload waits its second for them and says so.
-TEST(TraceLog, UnloadWarnsOfDescriptionsThatOutlastTheWait)
+TEST(TraceLog, UnloadWaitsOnlyForDescriptionsAHostStillHolds)
 {
     const TraceFolder trace;
     {
@@ -162,10 +162,11 @@ TEST(TraceLog, UnloadWarnsOfDescriptionsThatOutlastTheWait)
         QObject object;
         Ref<ITypeInfo> info;
         ASSERT_EQ(S_OK, manager->GetObjectTypeInfo(&object, reinterpret_cast<ITypeInfo **>(info.out())));
+        // The host lets go of its description before the module unloads:
+        // the module's own reference must not hold the unload for a second.
     }
     const std::vector<fs::path> logs = trace.logs();
     ASSERT_EQ(1u, logs.size());
     const std::string content = readFile(logs.front());
-    EXPECT_NE(std::string::npos, content.find("   WARNING! 1 object are not removed from stub manager during 1000 ms!\n"))
-        << content;
+    EXPECT_EQ(std::string::npos, content.find("are not removed from stub manager")) << content;
 }
