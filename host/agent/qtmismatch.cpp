@@ -4,7 +4,9 @@
 #include <link.h>
 
 #include <cstdlib>
-#include <regex>
+#include <algorithm>
+#include <cctype>
+#include <string_view>
 
 #include <QJsonObject>
 #include <QtGlobal>
@@ -24,11 +26,25 @@ constexpr std::chrono::milliseconds kSendLimit{ 2000 };
 // libQt5Core_debug.so.5, libQtCore.so.4), or 0.
 int coreLibraryMajor(const char *path)
 {
-    static const std::regex coreName(R"((?:^|/)libQt(\d?)Core(?:_debug)?\.so\.(\d+)$)");
-    std::cmatch match;
-    if (!path || !std::regex_search(path, match, coreName))
+    if (!path)
         return 0;
-    return std::atoi(match[2].first);
+    const std::string_view full(path);
+    const std::size_t slash = full.rfind('/');
+    std::string_view name = slash == std::string_view::npos ? full : full.substr(slash + 1);
+    if (name.substr(0, 5) != "libQt")
+        return 0;
+    name.remove_prefix(5);
+    if (!name.empty() && std::isdigit(static_cast<unsigned char>(name.front())))
+        name.remove_prefix(1);
+    for (const std::string_view part : { std::string_view("Core"), std::string_view("_debug"), std::string_view(".so.") }) {
+        if (name.substr(0, part.size()) == part)
+            name.remove_prefix(part.size());
+        else if (part != "_debug")
+            return 0;
+    }
+    if (name.empty() || !std::all_of(name.begin(), name.end(), [](char c) { return std::isdigit(static_cast<unsigned char>(c)); }))
+        return 0;
+    return std::atoi(std::string(name).c_str());
 }
 
 std::string versionOf(const std::string &library)

@@ -4,8 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <fstream>
-#include <regex>
 #include <sstream>
 
 #include "host/cli/agentlibrary.h"
@@ -27,10 +27,25 @@ std::string readFile(const std::string &path)
 // The Qt major version of the core library the process has mapped, or 0.
 int mappedQtMajor(pid_t pid)
 {
-    static const std::regex coreName(R"(/libQt(\d)Core(?:_debug)?\.so\.(\d+))");
-    std::smatch match;
     const std::string maps = readFile("/proc/" + std::to_string(pid) + "/maps");
-    return std::regex_search(maps, match, coreName) ? std::stoi(match[2].str()) : 0;
+    for (const int major : { 5, 6 }) {
+        if (maps.find("/libQt" + std::to_string(major) + "Core") != std::string::npos)
+            return major;
+    }
+    return 0;
+}
+
+// The value the debugger printed for its history entry number, as in
+// "$2 = -1"; false when it printed none.
+bool printedValue(const std::string &output, int number, std::string *value)
+{
+    const std::string mark = "$" + std::to_string(number) + " = ";
+    const std::size_t at = output.find(mark);
+    if (at == std::string::npos)
+        return false;
+    const std::size_t end = output.find('\n', at);
+    *value = output.substr(at + mark.size(), end == std::string::npos ? std::string::npos : end - at - mark.size());
+    return true;
 }
 
 std::vector<std::string> commandLine(pid_t pid)
@@ -118,11 +133,17 @@ bool loadAgent(const Attachable &target, const std::string &sessionSocket, const
                protocol::Deadline deadline, std::string *error)
 {
     const std::string log = logDirectory + "/attach.log";
-    // RTLD_NOW is 2. The debugger stops the program only for the two calls.
+    // RTLD_NOW is 2. The debugger stops the program only for these calls.
+    // It copies each text into the program's heap; they are freed again, so
+    // that attaching leaves nothing behind.
     const std::vector<std::string> command{
         "gdb", "-nx", "-batch", "-p", std::to_string(target.pid),
-        "-ex", "call (void *) dlopen(" + literal(target.agent) + ", 2)",
-        "-ex", "call (int) vrqtAgentAttach(" + literal(sessionSocket) + ")",
+        "-ex", "set $agent = (char *) " + literal(target.agent),
+        "-ex", "set $socket = (char *) " + literal(sessionSocket),
+        "-ex", "call (void *) dlopen($agent, 2)",
+        "-ex", "call (int) vrqtAgentAttach($socket)",
+        "-ex", "call (void) free($agent)",
+        "-ex", "call (void) free($socket)",
     };
     ChildProcess debugger;
     if (!debugger.start(command, environmentWith({ "LC_ALL=C" }), error, { log, false }))
@@ -135,16 +156,14 @@ bool loadAgent(const Attachable &target, const std::string &sessionSocket, const
     }
     const std::string output = readFile(log);
     // The second call's value: 0 started, 1 served already, -1 no application.
-    std::smatch match;
-    static const std::regex answer(R"(\$2 = (-?\d+))");
-    if (!std::regex_search(output, match, answer)) {
-        std::smatch dlopenAnswer;
-        const bool loaded = std::regex_search(output, dlopenAnswer, std::regex(R"(\$1 = \(void \*\) 0x[0-9a-f]+)"));
+    std::string answer, loadedAt;
+    if (!printedValue(output, 2, &answer) || answer.empty()) {
+        const bool loaded = printedValue(output, 1, &loadedAt) && loadedAt.find("0x") != std::string::npos;
         *error = std::string(loaded ? "the agent was loaded but could not be started" : "the debugger could not load the agent")
                + " in process " + std::to_string(target.pid) + "; the debugger said:\n" + output.substr(0, 2000);
         return false;
     }
-    const int started = std::stoi(match[1].str());
+    const int started = std::atoi(answer.c_str());
     if (started == 1) {
         *error = "an agent serves process " + std::to_string(target.pid) + " already (started by vrqt, or attached before)";
         return false;
