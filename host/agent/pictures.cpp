@@ -1,5 +1,6 @@
 #include "host/agent/pictures.h"
 
+#include <QAbstractScrollArea>
 #include <QApplication>
 #include <QDir>
 #include <QGuiApplication>
@@ -8,8 +9,13 @@
 #include <QPainter>
 #include <QPixmap>
 #include <QScreen>
+#include <QTabBar>
 #include <QWidget>
 
+#include <algorithm>
+#include <functional>
+
+#include "host/agent/itemfamily.h"
 #include "host/agent/itemrequests.h"
 #include "host/agent/moduleview.h"
 #include "host/agent/objectpath.h"
@@ -22,9 +28,10 @@ namespace {
 
 struct Named
 {
-    QString name;  // what the outline writes beside it
+    QString name;      // what the outline writes beside it
     QString reference; // how vrqt names it: an object path, or an item key
-    QRect rect;    // in the picture's coordinates
+    QString owner;     // an item's object, when that is not the pictured one
+    QRect rect;        // in the picture's coordinates
 };
 
 // The window a user looks at first: the main window, else the first window shown.
@@ -42,44 +49,122 @@ QWidget *MainWindow()
     return first;
 }
 
-// The items the helpers report for widget, with their keys, in widget's
-// coordinates; empty when no helper serves it or none has a rectangle.
-QList<Named> ItemsOf(ItemRequests &items, QWidget *widget, const QPoint &origin)
+// Whether the helper of widget's class lists items drawn inside widget: a
+// combo box's entries live in its popup, an editor has values, not items.
+bool ShowsItsItems(ModuleView &module, QWidget *widget)
 {
-    const Reply listed = items.items(QJsonObject{ { QStringLiteral("object"), QLatin1Char('@') + scripting::AddressText(widget) } });
+    if (!module.loaded())
+        return false;
+    switch (FamilyOf(ClassChain(widget, module.objects()))) {
+    case ItemFamily::List:
+    case ItemFamily::Table:
+    case ItemFamily::Tree:
+    case ItemFamily::TabWidget:
+    case ItemFamily::Menu:
+    case ItemFamily::MenuBar:
+        return true;
+    default:
+        return false;
+    }
+}
+
+QRect RectIn(QWidget *pictured, QWidget *widget, const QRect &rect)
+{
+    return rect.translated(widget->mapTo(pictured, QPoint(0, 0)));
+}
+
+// Where served shows its items, in pictured's coordinates: the viewports of
+// its scroll areas (a table's headers are scroll areas of their own) and its
+// tab bars; served as a whole when it has none. An item shows only as far
+// as it lies inside one of them: the rest is scrolled away or hidden.
+QList<QRect> ItemAreas(QWidget *pictured, QWidget *served)
+{
+    QList<QRect> areas;
+    QList<QWidget *> widgets = served->findChildren<QWidget *>();
+    widgets.prepend(served);
+    for (QWidget *widget : widgets) {
+        if (widget != served && !widget->isVisibleTo(served))
+            continue;
+        if (auto *scrollArea = qobject_cast<QAbstractScrollArea *>(widget))
+            areas.append(RectIn(pictured, scrollArea->viewport(), scrollArea->viewport()->rect()));
+        else if (qobject_cast<QTabBar *>(widget))
+            areas.append(RectIn(pictured, widget, widget->rect()));
+    }
+    if (areas.isEmpty())
+        areas.append(RectIn(pictured, served, served->rect()));
+    return areas;
+}
+
+// The part of rect that shows: inside the area it overlaps most; empty when
+// it overlaps none.
+QRect Shown(const QRect &rect, const QList<QRect> &areas)
+{
+    QRect best;
+    for (const QRect &area : areas) {
+        const QRect part = rect & area;
+        if (part.width() * part.height() > best.width() * best.height())
+            best = part;
+    }
+    return best;
+}
+
+// The items the helpers report for served, with their keys, in pictured's
+// coordinates, each cut to what shows of it; the items that do not show at
+// all (scrolled away, below a collapsed tree item or a closed menu) are
+// left out.
+QList<Named> ItemsOf(ItemRequests &items, QWidget *pictured, QWidget *served)
+{
+    const Reply listed = items.items(QJsonObject{ { QStringLiteral("object"), QLatin1Char('@') + scripting::AddressText(served) } });
     QList<Named> found;
     if (!listed.ok)
         return found;
-    std::function<void(const QJsonArray &)> collect = [&](const QJsonArray &entries) {
+    const QList<QRect> areas = ItemAreas(pictured, served);
+    // A table's header sections are named as item takes them: "row|", "|column".
+    std::function<void(const QJsonArray &, const QString &)> collect = [&](const QJsonArray &entries, const QString &before) {
         for (const QJsonValue &value : entries) {
             const QJsonObject entry = value.toObject();
             const QJsonObject rect = entry.value(QStringLiteral("rect")).toObject();
-            const QString key = entry.value(QStringLiteral("path")).toString(entry.value(QStringLiteral("key")).toString());
-            if (rect.contains(QStringLiteral("screenX")) && rect.value(QStringLiteral("width")).toInt() > 0) {
-                const QPoint corner = widget->mapFromGlobal(QPoint(rect.value(QStringLiteral("screenX")).toInt(), rect.value(QStringLiteral("screenY")).toInt()));
-                found.append({ entry.value(QStringLiteral("key")).toString(), key,
-                               QRect(corner + origin, QSize(rect.value(QStringLiteral("width")).toInt(), rect.value(QStringLiteral("height")).toInt())) });
+            const QJsonArray cells = entry.value(QStringLiteral("cells")).toArray();
+            const QString key = before + entry.value(QStringLiteral("key")).toString() + (cells.isEmpty() ? QString() : QStringLiteral("|"));
+            if (rect.contains(QStringLiteral("screenX"))) {
+                const QPoint corner = pictured->mapFromGlobal(QPoint(rect.value(QStringLiteral("screenX")).toInt(), rect.value(QStringLiteral("screenY")).toInt()));
+                const QRect shown = Shown(QRect(corner, QSize(rect.value(QStringLiteral("width")).toInt(), rect.value(QStringLiteral("height")).toInt())), areas);
+                if (!shown.isEmpty())
+                    found.append({ key, entry.value(QStringLiteral("path")).toString(key), QString(), shown });
             }
-            for (const char *below : { "children", "cells" })
-                collect(entry.value(QLatin1String(below)).toArray());
+            // What a closed menu or a collapsed item holds is not on the picture.
+            if (entry.value(QStringLiteral("subMenuVisible")).toBool(true) && entry.value(QStringLiteral("expanded")).toBool(true))
+                collect(entry.value(QStringLiteral("children")).toArray(), QString());
+            collect(cells, QString());
         }
     };
-    collect(listed.result.toObject().value(QStringLiteral("items")).toArray());
+    const QJsonObject result = listed.result.toObject();
+    collect(result.value(QStringLiteral("columns")).toArray(), QStringLiteral("|"));
+    collect(result.value(QStringLiteral("items")).toArray(), QString());
     return found;
 }
 
-// The visible widgets below widget, with their exact paths.
-QList<Named> WidgetsOf(QWidget *widget, const QPoint &origin)
+// The visible widgets below parent with their exact paths; in place of the
+// parts of a widget whose helper lists items (a list's viewport and scroll
+// bars), those items, with the widget as their owner.
+void CollectWidgets(ModuleView &module, ItemRequests &items, ObjectPaths &paths, QWidget *pictured, QWidget *parent, QList<Named> *found)
 {
-    QList<Named> found;
-    ObjectPaths paths;
-    for (QWidget *child : widget->findChildren<QWidget *>()) {
-        if (!child->isVisible() || child->isWindow())
+    for (QObject *object : parent->children()) {
+        QWidget *child = qobject_cast<QWidget *>(object);
+        if (!child || child->isWindow() || !child->isVisibleTo(pictured))
             continue;
+        const QString path = paths.pathOf(child);
         const QString name = child->objectName().isEmpty() ? QLatin1String(child->metaObject()->className()) : child->objectName();
-        found.append({ name, paths.pathOf(child), QRect(child->mapTo(widget, QPoint(0, 0)) + origin, child->size()) });
+        found->append({ name, path, QString(), RectIn(pictured, child, child->rect()) });
+        if (ShowsItsItems(module, child)) {
+            for (Named item : ItemsOf(items, pictured, child)) {
+                item.owner = path;
+                found->append(item);
+            }
+        } else {
+            CollectWidgets(module, items, paths, pictured, child, found);
+        }
     }
-    return found;
 }
 
 void Outline(QImage *image, const QList<Named> &named)
@@ -91,8 +176,10 @@ void Outline(QImage *image, const QList<Named> &named)
     for (const Named &entry : named) {
         painter.setPen(QPen(QColor(220, 0, 80), 1));
         painter.drawRect(entry.rect.adjusted(0, 0, -1, -1));
-        const QRect label = painter.fontMetrics().boundingRect(entry.name).adjusted(-2, 0, 2, 0);
-        const QRect placed(entry.rect.topLeft(), label.size());
+        // In the top right corner, where a row's or a widget's own text
+        // seldom is; at the left when the rectangle is narrower than it.
+        const QSize label = painter.fontMetrics().boundingRect(entry.name).adjusted(-2, 0, 2, 0).size();
+        const QRect placed(QPoint(std::max(entry.rect.left(), entry.rect.right() + 1 - label.width()), entry.rect.top()), label);
         painter.fillRect(placed, QColor(255, 255, 200, 220));
         painter.setPen(Qt::black);
         painter.drawText(placed, Qt::AlignCenter, entry.name);
@@ -143,7 +230,7 @@ Reply PictureRequests::shot(const QJsonObject &params)
         }
         for (QWidget *window : QApplication::topLevelWidgets()) {
             if (window->isVisible())
-                named.append({ window->objectName(), ObjectPath(window), window->frameGeometry() });
+                named.append({ window->objectName(), ObjectPath(window), QString(), window->frameGeometry() });
         }
     } else {
         image = widget->grab().toImage();
@@ -151,9 +238,13 @@ Reply PictureRequests::shot(const QJsonObject &params)
         const qreal ratio = widget->devicePixelRatioF();
         if (ratio != 1)
             image = image.scaled(widget->size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-        named = ItemsOf(items, widget, QPoint());
-        if (named.isEmpty())
-            named = WidgetsOf(widget, QPoint());
+        // The items of the pictured widget, else its widgets and theirs.
+        if (!module.ensureLoaded() || !ShowsItsItems(module, widget)) {
+            ObjectPaths paths;
+            CollectWidgets(module, items, paths, widget, widget, &named);
+        } else {
+            named = ItemsOf(items, widget, widget);
+        }
     }
     if (params.value(QStringLiteral("outline")).toBool())
         Outline(&image, named);
@@ -161,9 +252,12 @@ Reply PictureRequests::shot(const QJsonObject &params)
         return Reply::failure(protocol::error::kInvalidParams, QStringLiteral("cannot write %1").arg(path));
     QJsonArray rectangles;
     for (const Named &entry : named) {
-        rectangles.append(QJsonObject{ { QStringLiteral("name"), entry.reference }, { QStringLiteral("x"), entry.rect.x() },
-                                       { QStringLiteral("y"), entry.rect.y() }, { QStringLiteral("width"), entry.rect.width() },
-                                       { QStringLiteral("height"), entry.rect.height() } });
+        QJsonObject rectangle{ { QStringLiteral("name"), entry.reference }, { QStringLiteral("x"), entry.rect.x() },
+                               { QStringLiteral("y"), entry.rect.y() }, { QStringLiteral("width"), entry.rect.width() },
+                               { QStringLiteral("height"), entry.rect.height() } };
+        if (!entry.owner.isEmpty())
+            rectangle.insert(QStringLiteral("object"), entry.owner);
+        rectangles.append(rectangle);
     }
     return Reply::success(QJsonObject{ { QStringLiteral("path"), path },
                                        { QStringLiteral("object"), widget ? ObjectPath(widget) : QJsonValue() },

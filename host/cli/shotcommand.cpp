@@ -34,9 +34,12 @@ int runShot(const CommandOptions &options)
         } else {
             for (const QJsonValue &value : result.value(QStringLiteral("rectangles")).toArray()) {
                 const QJsonObject rect = value.toObject();
-                std::printf("%d,%d %dx%d %s\n", rect.value(QStringLiteral("x")).toInt(), rect.value(QStringLiteral("y")).toInt(),
+                // An item of a widget inside the pictured one says whose it is.
+                const QJsonValue owner = rect.value(QStringLiteral("object"));
+                std::printf("%d,%d %dx%d %s%s%s\n", rect.value(QStringLiteral("x")).toInt(), rect.value(QStringLiteral("y")).toInt(),
                             rect.value(QStringLiteral("width")).toInt(), rect.value(QStringLiteral("height")).toInt(),
-                            quoted(rect.value(QStringLiteral("name"))).c_str());
+                            quoted(rect.value(QStringLiteral("name"))).c_str(), owner.isString() ? " of " : "",
+                            owner.isString() ? owner.toString().toUtf8().constData() : "");
             }
         }
         std::fflush(stdout);
