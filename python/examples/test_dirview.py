@@ -16,10 +16,14 @@ def folder(tmp_path):
 
 
 @pytest.fixture
-def view(qt_app_factory, folder):
+def qt_app(qt_app_factory, folder):
     # dirview shows the folder its argument names.
-    app = qt_app_factory([DIRVIEW, str(folder)])
-    return app.find("QTreeView")
+    return qt_app_factory([DIRVIEW, str(folder)])
+
+
+@pytest.fixture
+def view(qt_app):
+    return qt_app.find("QTreeView")
 
 
 def test_expand_a_folder(view):
@@ -31,12 +35,12 @@ def test_expand_a_folder(view):
     assert view.wait_for_item("docs|notes.txt").text == "notes.txt"
 
 
-def test_show_a_file_by_its_path(view):
-    view.wait_for_item("docs")
-    view.item("docs").expand()
+def test_select_a_file_by_its_path(qt_app, view):
+    view.wait_for_item("docs").expand()
     guide = view.wait_for_item("docs|guide.txt")
-    guide.show()  # its parents expanded, scrolled into view
-    guide = view.item("docs|guide.txt")
-    assert guide.visible is True
     assert guide.selected is False
-    assert guide.rect["height"] > 0
+    # As a user selects it: the item is brought into view, then clicked.
+    guide.click()
+    # The view's selection, as its selection model holds it: that file only.
+    assert [item.path for item in view.items().walk() if item.selected] == ["docs|guide.txt"]
+    assert qt_app.find(f"{view.path}/QItemSelectionModel").get("hasSelection") is True
