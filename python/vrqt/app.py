@@ -4,6 +4,7 @@ from __future__ import annotations
 import itertools
 import os
 import re
+import select
 import time
 from pathlib import Path
 from typing import Any, Sequence
@@ -160,6 +161,21 @@ class App:
             pass  # quitting already, or gone
 
     def wait_ended(self, timeout: float = 10.0) -> bool:
+        """Waits until the program has ended; False when it still runs after ``timeout``."""
+        if self.pid:
+            try:
+                # Readable once the process has ended: no polling, and a
+                # process that is not our child can be waited for too.
+                descriptor = os.pidfd_open(self.pid)
+            except ProcessLookupError:
+                return True
+            except OSError:
+                pass  # a kernel without pidfds: look now and then below
+            else:
+                try:
+                    return bool(select.select([descriptor], [], [], timeout)[0]) or not _process_runs(self.pid)
+                finally:
+                    os.close(descriptor)
         deadline = time.monotonic() + timeout
         while _process_runs(self.pid):
             if time.monotonic() > deadline:
