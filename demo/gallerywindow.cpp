@@ -2,8 +2,11 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QDialog>
 #include <QDockWidget>
+#include <QHBoxLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -190,6 +193,8 @@ void GalleryWindow::wireActions(const GalleryActions &actions, QToolBar *toolBar
     });
     connect(actions.aboutQt, &QAction::triggered, qApp, &QApplication::aboutQt);
     connect(actions.showStatusBar, &QAction::toggled, statusBar(), &QWidget::setVisible);
+    if (QAction *find = menuBar()->findChild<QAction *>(QStringLiteral("actionFind")))
+        connect(find, &QAction::triggered, this, &GalleryWindow::showFindWindow);
 
     QAction *firstViewEntry = actions.viewMenu->actions().value(0);
     actions.viewMenu->insertAction(firstViewEntry, toolBar->toggleViewAction());
@@ -206,6 +211,30 @@ void GalleryWindow::wireActions(const GalleryActions &actions, QToolBar *toolBar
         wired.insert(action);
         connect(action, &QAction::triggered, this, [this, action] { recordAction(action); });
     }
+}
+
+// A tool window that stays in front of the gallery, over the top left of
+// its pages, as a find bar sits over the document it searches.
+void GalleryWindow::showFindWindow()
+{
+    if (!m_findWindow) {
+        auto *window = new QDialog(this, Qt::Tool);
+        window->setObjectName(QStringLiteral("findWindow"));
+        window->setWindowTitle(tr("Find"));
+        auto *layout = new QHBoxLayout(window);
+        auto *text = new QLineEdit;
+        text->setObjectName(QStringLiteral("findEdit"));
+        text->setPlaceholderText(tr("Text to find"));
+        layout->addWidget(text);
+        auto *next = new QPushButton(tr("Find &Next"));
+        next->setObjectName(QStringLiteral("findNextButton"));
+        layout->addWidget(next);
+        connect(next, &QPushButton::clicked, this, [this, text] { logActivity(tr("Find: %1").arg(text->text())); });
+        m_findWindow = window;
+    }
+    m_findWindow->move(centralWidget()->mapToGlobal(QPoint(0, 0)));
+    m_findWindow->show();
+    m_findWindow->raise();
 }
 
 void GalleryWindow::recordAction(QAction *action)

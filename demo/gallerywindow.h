@@ -29,8 +29,10 @@ private:
     QDockWidget *createActivityDock();
     void wireActions(const GalleryActions &actions, QToolBar *toolBar, QDockWidget *dock);
     void recordAction(QAction *action);
+    void showFindWindow();
 
     // A host may delete either: each is used while it lives.
     QPointer<QPlainTextEdit> m_activityLog;
     QPointer<QLabel> m_statusLabel;
+    QPointer<QWidget> m_findWindow;
 };

@@ -64,7 +64,8 @@ ListsPage::ListsPage(QWidget *parent)
     m_list = createList();
     addCaptioned(layout, tr("Fruit:"), m_list, 0, 0);
     addCaptioned(layout, tr("Mail folders:"), createTree(), 0, 1);
-    addCaptioned(layout, tr("Orders:"), createTable(), 2, 0, 2);
+    addCaptioned(layout, tr("Tasks (drag to reorder):"), createTaskList(), 0, 2);
+    addCaptioned(layout, tr("Orders:"), createTable(), 2, 0, 3);
     layout->setColumnStretch(1, 1);
 }
 
@@ -113,6 +114,21 @@ QListWidget *ListsPage::createList()
     return list;
 }
 
+QListWidget *ListsPage::createTaskList()
+{
+    auto *tasks = new QListWidget;
+    tasks->setObjectName(QStringLiteral("taskList"));
+    tasks->addItems({ tr("Write"), tr("Review"), tr("Test"), tr("Ship") });
+    tasks->setDragDropMode(QAbstractItemView::InternalMove);
+    connect(tasks->model(), &QAbstractItemModel::rowsMoved, this, [this, tasks] {
+        QStringList order;
+        for (int row = 0; row < tasks->count(); ++row)
+            order.append(tasks->item(row)->text());
+        emit activity(tr("Tasks: %1").arg(order.join(QStringLiteral(", "))));
+    });
+    return tasks;
+}
+
 QTreeWidget *ListsPage::createTree()
 {
     auto *tree = new QTreeWidget;
@@ -153,5 +169,8 @@ QTableWidget *ListsPage::createTable()
         }
     }
     table->horizontalHeader()->setStretchLastSection(true);
+    connect(table, &QTableWidget::cellClicked, this, [this, headers](int row, int column) {
+        emit activity(tr("Orders: row %1, %2 clicked").arg(row + 1).arg(headers[column]));
+    });
     return table;
 }

@@ -1,5 +1,6 @@
 // The item widgets: a list, a tree and a table that own their items, with
-// the duplicates, blanks and gaps that real data has.
+// the duplicates, blanks and gaps that real data has; and a list the user
+// puts in order by dragging its rows.
 #pragma once
 
 #include <QPointer>
@@ -21,6 +22,7 @@ signals:
 
 private:
     QListWidget *createList();
+    QListWidget *createTaskList();
     QTreeWidget *createTree();
     QTableWidget *createTable();
 

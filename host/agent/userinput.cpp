@@ -1,10 +1,19 @@
 #include "host/agent/userinput.h"
 
+#include <QAbstractItemView>
+#include <QAction>
 #include <QApplication>
 #include <QContextMenuEvent>
+#include <QDrag>
 #include <QJsonArray>
 #include <QKeySequence>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMimeData>
 #include <QMouseEvent>
+#include <QPointer>
+#include <QSet>
+#include <QToolButton>
 #include <QWheelEvent>
 #include <QWidget>
 
@@ -30,6 +39,8 @@ constexpr int kDragMoves = 8;
 // How long a menu that a click opened may take to show its entries.
 constexpr int kMenuAttempts = 40;
 constexpr std::chrono::milliseconds kMenuAttemptInterval{ 50 };
+// How long the program may take to handle real input sent so far.
+constexpr std::chrono::milliseconds kMarkLimit{ 2000 };
 
 // What the GUI thread works out: the steps, and how to give them.
 struct Plan
@@ -37,6 +48,7 @@ struct Plan
     std::vector<InputStep> steps;
     bool real = false;
     qreal ratio = 1; // native pixels per device-independent pixel
+    unsigned long markWindow = 0; // real input: where the marks go
     QJsonObject done;
 };
 
@@ -45,6 +57,55 @@ struct Failure
     const char *code = nullptr;
     QString message;
 };
+
+// Whether what is at a point is widget's: the widget, a child, or a popup
+// it opened (a combo box's list).
+bool Belongs(QWidget *at, QWidget *widget)
+{
+    for (; at; at = at->parentWidget()) {
+        if (at == widget)
+            return true;
+    }
+    return false;
+}
+
+// Whether an item's rectangle, as items reports it, lies wholly inside
+// widget on the screen.
+bool InView(QWidget *widget, const QJsonObject &rect)
+{
+    const QRect item(rect.value(QStringLiteral("screenX")).toInt(), rect.value(QStringLiteral("screenY")).toInt(),
+                     rect.value(QStringLiteral("width")).toInt(), rect.value(QStringLiteral("height")).toInt());
+    return rect.contains(QStringLiteral("screenX")) && !item.isEmpty() && QRect(widget->mapToGlobal(QPoint(0, 0)), widget->size()).contains(item);
+}
+
+// A window of the program over widget's at point, where the platform does
+// not stack windows itself (offscreen): a popup, a window that belongs to
+// widget's (Qt keeps those in front of their owner), or the active one.
+QWidget *CoveringWindow(QWidget *widget, const QPoint &point)
+{
+    QWidget *own = widget->window();
+    const QWidgetList windows = QApplication::topLevelWidgets();
+    for (QWidget *window : windows) {
+        if (window == own || Belongs(window, widget) || !window->isVisible() || !window->frameGeometry().contains(point))
+            continue;
+        bool above = window->windowType() == Qt::Popup || window == QApplication::activeWindow();
+        for (QWidget *owner = window->parentWidget(); owner && !above; owner = owner->parentWidget())
+            above = owner->window() == own;
+        if (above)
+            return window;
+    }
+    return nullptr;
+}
+
+// The window that real input's marks go to: the target's, or for a popup
+// the window it belongs to, which outlives the popup a click closes.
+unsigned long MarkWindow(QWidget *target)
+{
+    QWidget *window = target->window();
+    while (window->windowType() == Qt::Popup && window->parentWidget())
+        window = window->parentWidget()->window();
+    return static_cast<unsigned long>(window->winId());
+}
 
 // Where an object, or one of its items, is: the centre of its rectangle on
 // the screen, checked to be visible, enabled and not covered.
@@ -96,12 +157,14 @@ bool Locate(ModuleView &module, ItemRequests &items, const QString &reference, c
             *failure = { protocol::error::kInvalidParams, QStringLiteral("the item \"%1\" of %2 is disabled").arg(item, path) };
             return false;
         }
-        // Brought into view first, as a user would scroll to it.
+        // Brought into view first, as a user would scroll to it; one in
+        // view is left as it is (bringing a tab into view may select it,
+        // which is the click's to do).
         const QString kind = listed.result.toObject().value(QStringLiteral("kind")).toString();
         const QString bringing = kind == QLatin1String("tab widget") ? QStringLiteral("bringIntoView")
                                : kind == QLatin1String("combo box") ? QStringLiteral("show")
                                : kind.startsWith(QLatin1String("menu")) ? QString() : QStringLiteral("scroll");
-        if (!bringing.isEmpty()) {
+        if (!bringing.isEmpty() && (kind == QLatin1String("combo box") || !InView(widget, found.value(QStringLiteral("rect")).toObject()))) {
             QJsonObject act = object;
             act.insert(QStringLiteral("key"), item);
             act.insert(QStringLiteral("action"), bringing);
@@ -117,11 +180,20 @@ bool Locate(ModuleView &module, ItemRequests &items, const QString &reference, c
             return false;
         }
         onScreenRect = rect.value(QStringLiteral("relativeTo")).toString() == QLatin1String("screen");
-        *point = QPoint(rect.value(QStringLiteral("screenX")).toInt() + rect.value(QStringLiteral("width")).toInt() / 2,
-                        rect.value(QStringLiteral("screenY")).toInt() + rect.value(QStringLiteral("height")).toInt() / 2);
+        // The part a user sees: an item wider than its view (a tree's row
+        // scrolled sideways) is clicked where it shows. A combo box's
+        // entries are in its popup, which may lie over the box.
+        QRect itemRect(rect.value(QStringLiteral("screenX")).toInt(), rect.value(QStringLiteral("screenY")).toInt(),
+                       rect.value(QStringLiteral("width")).toInt(), rect.value(QStringLiteral("height")).toInt());
+        const QRect shown = itemRect & QRect(widget->mapToGlobal(QPoint(0, 0)), widget->size());
+        if (!shown.isEmpty() && kind != QLatin1String("combo box"))
+            itemRect = shown;
+        *point = QPoint(itemRect.x() + itemRect.width() / 2, itemRect.y() + itemRect.height() / 2);
     }
     QWidget *at = QApplication::widgetAt(*point);
-    if (!onScreenRect && at != widget && !widget->isAncestorOf(at)) {
+    if (QWidget *over = onScreenRect ? nullptr : CoveringWindow(widget, *point))
+        at = over;
+    if (!onScreenRect && !Belongs(at, widget)) {
         *failure = { protocol::error::kInvalidParams,
                      at ? QStringLiteral("%1 is covered at %2,%3 by %4").arg(path).arg(point->x()).arg(point->y()).arg(ObjectPath(at))
                         : QStringLiteral("%1 is off the screen at %2,%3").arg(path).arg(point->x()).arg(point->y()) };
@@ -169,25 +241,185 @@ Qt::MouseButton QtButton(int button)
     return button == 3 ? Qt::RightButton : button == 2 ? Qt::MiddleButton : Qt::LeftButton;
 }
 
+// Qt's shortcut map sees a key the window system delivers before the focus
+// widget does; keys sent to a widget pass it by, so its choice is made here.
+// The focus widget may claim the key (ShortcutOverride); otherwise the
+// enabled action whose shortcut the keys so far give, within its context,
+// is triggered. pending holds the keys of a sequence begun. False when the
+// key goes to the focus widget.
+bool TriggerShortcut(QWidget *focus, int key, std::vector<int> *pending)
+{
+    if (pending->empty()) {
+        QKeyEvent override(QEvent::ShortcutOverride, key & ~int(Qt::KeyboardModifierMask), Qt::KeyboardModifiers(key & int(Qt::KeyboardModifierMask)));
+        override.ignore();
+        QApplication::sendEvent(focus, &override);
+        if (override.isAccepted())
+            return false;
+    }
+    pending->push_back(key);
+    const auto keyAt = [pending](std::size_t index) { return index < pending->size() ? (*pending)[index] : 0; };
+    const QKeySequence typed(keyAt(0), keyAt(1), keyAt(2), keyAt(3));
+    // Where an action is reachable: a menu's entries where its menu hangs.
+    const auto inContext = [focus](QAction *action, QWidget *widget) {
+        switch (action->shortcutContext()) {
+        case Qt::WidgetShortcut:
+            return widget == focus;
+        case Qt::WidgetWithChildrenShortcut:
+            return widget == focus || widget->isAncestorOf(focus);
+        case Qt::ApplicationShortcut:
+            return true;
+        case Qt::WindowShortcut:
+            break;
+        }
+        while (qobject_cast<QMenu *>(widget) && widget->parentWidget())
+            widget = widget->parentWidget();
+        return !qobject_cast<QMenu *>(widget) && widget->isVisible() && widget->window() == focus->window();
+    };
+    QSet<QAction *> exact;
+    bool partial = false;
+    const QWidgetList widgets = QApplication::allWidgets();
+    for (QWidget *widget : widgets) {
+        const QList<QAction *> actions = widget->actions();
+        for (QAction *action : actions) {
+            if (!action->isEnabled() || !inContext(action, widget))
+                continue;
+            const QList<QKeySequence> shortcuts = action->shortcuts();
+            for (const QKeySequence &shortcut : shortcuts) {
+                const QKeySequence::SequenceMatch match = typed.matches(shortcut);
+                if (match == QKeySequence::ExactMatch)
+                    exact.insert(action);
+                partial = partial || match == QKeySequence::PartialMatch;
+            }
+        }
+    }
+    if (exact.isEmpty() && partial && pending->size() < 4)
+        return true; // the next key may complete it
+    pending->clear();
+    if (exact.isEmpty())
+        return false;
+    // Several in one context: Qt tells the first that the key is ambiguous.
+    QShortcutEvent event(typed, 0, exact.size() > 1);
+    QApplication::sendEvent(*exact.begin(), &event);
+    return true;
+}
+
+// A drag within an item view that allows moves, as its own drop would do
+// it: the row pressed goes above or below the row under to, by where to lies
+// in that row (Qt's margins), or into the item where it takes drops. False
+// for anything else.
+bool MoveInView(QAbstractItemView *view, const QPoint &from, const QPoint &to)
+{
+    QAbstractItemModel *model = view->model();
+    const QPersistentModelIndex source = view->indexAt(view->viewport()->mapFromGlobal(from));
+    if (!model || !source.isValid() || (view->dragDropMode() != QAbstractItemView::InternalMove && view->defaultDropAction() != Qt::MoveAction))
+        return false;
+    const QPoint at = view->viewport()->mapFromGlobal(to);
+    const QModelIndex onto = view->indexAt(at);
+    QModelIndex parent = view->rootIndex();
+    int row = model->rowCount(parent);
+    if (onto.isValid()) {
+        const QRect rect = view->visualRect(onto);
+        const int margin = qBound(2, qRound(rect.height() / 5.5), 12);
+        bool above = at.y() - rect.top() < margin;
+        if (!above && rect.bottom() - at.y() >= margin) {
+            if (model->flags(onto) & Qt::ItemIsDropEnabled)
+                return false;
+            above = at.y() < rect.center().y();
+        }
+        parent = onto.parent();
+        row = onto.row() + (above ? 0 : 1);
+    }
+    if (source.parent() == parent && (row == source.row() || row == source.row() + 1))
+        return true; // where it is already
+    if (model->moveRow(source.parent(), source.row(), parent, row))
+        return true;
+    // A model without moves: the row's data in, then the row out, as Qt's
+    // own move through a drop does.
+    std::unique_ptr<QMimeData> data(model->mimeData({ source }));
+    if (!data || !model->dropMimeData(data.get(), Qt::MoveAction, row, 0, parent))
+        return false;
+    model->removeRow(source.row(), source.parent());
+    return true;
+}
+
+// Drops what drag carries at point, with Qt's drag events to the widget
+// there that takes drops, as the window system's drag would bring them.
+void DropAt(QDrag *drag, const QPoint &from, const QPoint &to)
+{
+    QWidget *receiver = QApplication::widgetAt(to);
+    auto *view = receiver ? qobject_cast<QAbstractItemView *>(receiver->parentWidget()) : nullptr;
+    if (view && view == drag->source() && MoveInView(view, from, to))
+        return;
+    while (receiver && !receiver->acceptDrops())
+        receiver = receiver->isWindow() ? nullptr : receiver->parentWidget();
+    if (!receiver)
+        return;
+    const QPoint local = receiver->mapFromGlobal(to);
+    QDragEnterEvent enter(local, drag->supportedActions(), drag->mimeData(), Qt::LeftButton, Qt::NoModifier);
+    enter.ignore();
+    QApplication::sendEvent(receiver, &enter);
+    QDragMoveEvent move(local, drag->supportedActions(), drag->mimeData(), Qt::LeftButton, Qt::NoModifier);
+    move.setAccepted(enter.isAccepted());
+    if (enter.isAccepted())
+        QApplication::sendEvent(receiver, &move);
+    if (!move.isAccepted()) {
+        QDragLeaveEvent leave;
+        QApplication::sendEvent(receiver, &leave);
+        return;
+    }
+    QDropEvent drop(local, drag->supportedActions(), drag->mimeData(), Qt::NoButton, Qt::NoModifier);
+    drop.setDropAction(move.dropAction());
+    QApplication::sendEvent(receiver, &drop);
+}
+
+// A drag that the widget pressed (or one of its parents) began: the QDrag
+// it made, which Qt deletes later.
+QDrag *DragBegun(QWidget *pressed)
+{
+    for (QWidget *widget = pressed; widget; widget = widget->parentWidget()) {
+        if (QDrag *drag = widget->findChild<QDrag *>(QString(), Qt::FindDirectChildrenOnly))
+            return drag;
+    }
+    return nullptr;
+}
+
 // Synthesized input: Qt's own events, sent to the widget under the point
 // (or holding the mouse), as the window system's input would arrive.
 void Synthesize(const std::vector<InputStep> &steps)
 {
     Qt::MouseButtons held;
+    std::vector<int> pendingKeys;
+    // A drag: Qt's offscreen platform ends QDrag::exec at once, without a
+    // drop; the drop is made here once the button is let go.
+    QPoint pressedAt;
+    QPointer<QWidget> pressed;
+    QPointer<QDrag> drag;
     for (const InputStep &step : steps) {
+        // The widget under the point, unless another holds the mouse; a
+        // window that holds it (a popup) hands it to its child there.
         QWidget *receiver = QWidget::mouseGrabber();
-        if (!receiver || step.kind == InputStep::Kind::Press || step.kind == InputStep::Kind::Wheel)
-            receiver = QApplication::widgetAt(step.point);
+        QWidget *under = QApplication::widgetAt(step.point);
+        if (!receiver || Belongs(under, receiver) || step.kind == InputStep::Kind::Press || step.kind == InputStep::Kind::Wheel)
+            receiver = under;
+        if (step.kind == InputStep::Kind::Release && drag) {
+            DropAt(drag, pressedAt, step.point);
+            held &= ~QtButton(step.button);
+            continue;
+        }
         QWidget *focus = QApplication::focusWidget();
         switch (step.kind) {
         case InputStep::Kind::Move:
             if (receiver) {
                 QMouseEvent move(QEvent::MouseMove, receiver->mapFromGlobal(step.point), step.point, Qt::NoButton, held, Qt::NoModifier);
                 QApplication::sendEvent(receiver, &move);
+                if (held && pressed && !drag)
+                    drag = DragBegun(pressed);
             }
             break;
         case InputStep::Kind::Press:
             held |= QtButton(step.button);
+            pressed = receiver;
+            pressedAt = step.point;
             if (receiver) {
                 QMouseEvent press(step.doubleClick ? QEvent::MouseButtonDblClick : QEvent::MouseButtonPress, receiver->mapFromGlobal(step.point),
                                   step.point, QtButton(step.button), held, Qt::NoModifier);
@@ -217,7 +449,7 @@ void Synthesize(const std::vector<InputStep> &steps)
             }
             break;
         case InputStep::Kind::Key:
-            if (focus) {
+            if (focus && !TriggerShortcut(focus, step.key, &pendingKeys)) {
                 const int key = step.key & ~int(Qt::KeyboardModifierMask);
                 const auto modifiers = Qt::KeyboardModifiers(step.key & int(Qt::KeyboardModifierMask));
                 const QString text = (modifiers & ~Qt::ShiftModifier) || key >= 0x1000000 ? QString()
@@ -228,71 +460,18 @@ void Synthesize(const std::vector<InputStep> &steps)
             }
             break;
         case InputStep::Kind::Text:
-            for (const QChar character : step.text) {
+            for (const uint point : step.text.toUcs4()) {
                 if (!(focus = QApplication::focusWidget()))
                     break;
-                const int key = character.isLetterOrNumber() ? int(character.toUpper().unicode()) : 0;
-                QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier, QString(character)),
-                    release(QEvent::KeyRelease, key, Qt::NoModifier, QString(character));
+                const QString character = QString::fromUcs4(reinterpret_cast<const char32_t *>(&point), 1);
+                const int key = character.size() == 1 && character.at(0).isLetterOrNumber() ? int(character.toUpper().at(0).unicode()) : 0;
+                QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier, character), release(QEvent::KeyRelease, key, Qt::NoModifier, character);
                 QApplication::sendEvent(focus, &press);
                 QApplication::sendEvent(focus, &release);
             }
             break;
         }
     }
-}
-
-// Real input: the same steps through the X server. False with the reason
-// for a step it cannot give.
-bool Deliver(XTestInput &x, const std::vector<InputStep> &steps, qreal ratio, std::string *reason)
-{
-    auto native = [ratio](const QPoint &point) { return QPoint(qRound(point.x() * ratio), qRound(point.y() * ratio)); };
-    for (const InputStep &step : steps) {
-        switch (step.kind) {
-        case InputStep::Kind::Move:
-            x.move(native(step.point).x(), native(step.point).y());
-            break;
-        case InputStep::Kind::Press:
-        case InputStep::Kind::Release:
-            x.button(step.button, step.kind == InputStep::Kind::Press);
-            break;
-        case InputStep::Kind::Wheel:
-            x.move(native(step.point).x(), native(step.point).y());
-            for (int notch = 0; notch < std::abs(step.steps); ++notch) {
-                x.button(step.steps > 0 ? 4 : 5, true);
-                x.button(step.steps > 0 ? 4 : 5, false);
-            }
-            break;
-        case InputStep::Kind::Key: {
-            const unsigned long keysym = KeysymOfQtKey(step.key & ~int(Qt::KeyboardModifierMask));
-            if (!keysym) {
-                *reason = "no key of the X keyboard gives " + QKeySequence(step.key).toString().toStdString();
-                return false;
-            }
-            const std::pair<int, unsigned long> modifiers[] = { { Qt::ShiftModifier, 0xffe1 }, { Qt::ControlModifier, 0xffe3 },
-                                                                { Qt::AltModifier, 0xffe9 }, { Qt::MetaModifier, 0xffeb } };
-            for (const auto &modifier : modifiers)
-                if (step.key & modifier.first)
-                    x.key(modifier.second, true);
-            x.key(keysym, true);
-            x.key(keysym, false);
-            for (const auto &modifier : modifiers)
-                if (step.key & modifier.first)
-                    x.key(modifier.second, false);
-            break;
-        }
-        case InputStep::Kind::Text:
-            for (const QChar character : step.text) {
-                if (character.unicode() > 0xff || !x.type(static_cast<unsigned char>(character.unicode()))) {
-                    *reason = "no key of the X keyboard types " + QString(character).toStdString();
-                    return false;
-                }
-            }
-            break;
-        }
-    }
-    x.flush();
-    return true;
 }
 
 // Where the unescaped '|' of a key path stand.
@@ -316,19 +495,52 @@ Reply UserInput::act(const QJsonObject &params)
     // the way is opened by a click on its entry first.
     const QString item = params.value(QStringLiteral("item")).toString();
     // Shared: a GUI thread that takes the work late must find it alive.
-    auto isMenu = std::make_shared<bool>(false);
+    struct Route
+    {
+        bool isMenu = false;
+        QString extension; // the bar's button for the menus it has no room for
+        QString overflow;  // and its menu, when the path starts there
+    };
+    auto route = std::make_shared<Route>();
     ModuleView *modules = &module;
+    ItemRequests *listing = &items;
     const QString reference = params.value(QStringLiteral("object")).toString();
-    executor.run([isMenu, modules, reference] {
+    executor.run([route, modules, listing, reference, item] {
         const ObjectLookup lookup = modules->ensureLoaded() ? FindObject(reference, modules->objects()) : ObjectLookup();
-        *isMenu = lookup.object && (lookup.object->inherits("QMenuBar") || lookup.object->inherits("QMenu"));
+        route->isMenu = lookup.object && (lookup.object->inherits("QMenuBar") || lookup.object->inherits("QMenu"));
+        auto *bar = qobject_cast<QMenuBar *>(lookup.object);
+        // Qt's own name for the button; its menu holds the bar's entries
+        // that do not fit.
+        auto *extension = bar ? bar->findChild<QToolButton *>(QStringLiteral("qt_menubar_ext_button"), Qt::FindDirectChildrenOnly) : nullptr;
+        if (!extension || !extension->isVisible() || !extension->menu())
+            return;
+        const QString menu = QLatin1Char('@') + scripting::AddressText(extension->menu());
+        const QString first = item.left(PathBreaks(item).value(0, item.size()));
+        const QJsonArray entries = listing->items({ { QStringLiteral("object"), menu } }).result.toObject().value(QStringLiteral("items")).toArray();
+        for (const QJsonValue &entry : entries) {
+            if (entry.toObject().value(QStringLiteral("path")).toString() == first) {
+                route->extension = QLatin1Char('@') + scripting::AddressText(extension);
+                route->overflow = menu;
+            }
+        }
     }, kDefaultLimit);
-    if (*isMenu) {
+    QJsonObject menuParams = params;
+    if (!route->overflow.isEmpty()) {
+        QJsonObject open = params;
+        open.insert(QStringLiteral("action"), QStringLiteral("click"));
+        open.insert(QStringLiteral("object"), route->extension);
+        open.remove(QStringLiteral("item"));
+        const Reply opened = actOnce(open);
+        if (!opened.ok)
+            return opened;
+        menuParams.insert(QStringLiteral("object"), route->overflow);
+    }
+    if (route->isMenu) {
         QList<int> ends = PathBreaks(item);
         ends.append(item.size());
         Reply reply;
         for (const int end : ends) {
-            QJsonObject step = params;
+            QJsonObject step = menuParams;
             if (end < item.size()) {
                 step.insert(QStringLiteral("action"), QStringLiteral("click"));
                 step.insert(QStringLiteral("item"), item.left(end));
@@ -375,6 +587,9 @@ Reply UserInput::actOnce(const QJsonObject &params)
     const bool real = x != nullptr;
     ModuleView *modules = &module;
     ItemRequests *listing = &items;
+    // Deleted on the GUI thread once it is no longer installed, or left
+    // behind (deliberately) when that thread is gone.
+    InputMarks *marks = real ? new InputMarks(x->markAtom()) : nullptr;
     const GuiExecutor::Outcome outcome = executor.run([=] {
         QPoint at;
         QWidget *target = nullptr;
@@ -429,18 +644,39 @@ Reply UserInput::actOnce(const QJsonObject &params)
                 }
             }
         }
-        if (!real)
+        if (real) {
+            plan->markWindow = MarkWindow(target);
+            QCoreApplication::instance()->installNativeEventFilter(marks);
+        } else {
             Synthesize(plan->steps);
+        }
     }, std::chrono::milliseconds(qint64(params.value(QStringLiteral("timeout")).toDouble(kDefaultLimit.count()))));
+    std::string reason;
+    bool given = true;
+    if (outcome == GuiExecutor::Outcome::Done && !failure->code && real) {
+        long serial = 0;
+        const auto settled = [&] {
+            x->mark(plan->markWindow, ++serial);
+            marks->waitFor(serial, kMarkLimit);
+        };
+        given = GiveRealInput(*x, plan->steps, plan->ratio, settled, &reason);
+    }
+    // After the work above, whenever it runs: the queue keeps the order.
+    if (marks) {
+        executor.post([marks] {
+            QCoreApplication::instance()->removeNativeEventFilter(marks);
+            delete marks;
+        });
+    }
     if (outcome == GuiExecutor::Outcome::Modal)
-        return Reply::success(QJsonObject{ { QStringLiteral("modal"), true } });
+        return Reply::success(QJsonObject{ { QStringLiteral("modal"), true }, { QStringLiteral("real"), real } });
     if (outcome != GuiExecutor::Outcome::Done)
         return Reply::failure(outcome == GuiExecutor::Outcome::TimedOut ? protocol::error::kBusy : protocol::error::kClosing,
                               QStringLiteral("the GUI thread did not take the input"));
     if (failure->code)
         return Reply::failure(failure->code, failure->message);
-    if (real && !Deliver(*x, plan->steps, plan->ratio, &unavailable))
-        return Reply::failure(protocol::error::kInvalidParams, QString::fromStdString(unavailable));
+    if (real && !given)
+        return Reply::failure(protocol::error::kInvalidParams, QString::fromStdString(reason));
     return Reply::success(plan->done);
 }
 
