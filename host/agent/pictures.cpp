@@ -176,13 +176,17 @@ void Outline(QImage *image, const QList<Named> &named)
     for (const Named &entry : named) {
         painter.setPen(QPen(QColor(220, 0, 80), 1));
         painter.drawRect(entry.rect.adjusted(0, 0, -1, -1));
-        // In the top right corner, where a row's or a widget's own text
-        // seldom is; at the left when the rectangle is narrower than it.
+        // Inside the outline, which stays whole, in the top right corner,
+        // where a row's or a widget's own text seldom is; at the left when
+        // the rectangle is narrower than the label.
+        const QRect inside = entry.rect.adjusted(1, 1, -1, -1);
         const QSize label = painter.fontMetrics().boundingRect(entry.name).adjusted(-2, 0, 2, 0).size();
-        const QRect placed(QPoint(std::max(entry.rect.left(), entry.rect.right() + 1 - label.width()), entry.rect.top()), label);
+        const QRect placed(QPoint(std::max(inside.left(), inside.right() + 1 - label.width()), inside.top()), label);
+        painter.setClipRect(inside);
         painter.fillRect(placed, QColor(255, 255, 200, 220));
         painter.setPen(Qt::black);
         painter.drawText(placed, Qt::AlignCenter, entry.name);
+        painter.setClipping(false);
     }
 }
 

@@ -134,12 +134,13 @@ TEST(Pictures, OutlinesSitOnTheItems)
                 EXPECT_EQ(onScreen, item & showing.value(owner)) << "not what shows of the item";
                 ++compared;
             }
-            if (inPicture.width() >= 16 && inPicture.height() >= 16) {
-                const QPoint bottom(inPicture.center().x(), inPicture.bottom());
-                EXPECT_EQ(QColor(outlined.pixel(bottom)).name().toStdString(), outlineColour) << "no outline at " << bottom.x() << "," << bottom.y();
-                EXPECT_NE(QColor(plain.pixel(bottom)).name().toStdString(), outlineColour);
-                ++drawn;
+            // The label stays inside the outline: each edge shows.
+            for (const QPoint edge : { QPoint(inPicture.center().x(), inPicture.top()), QPoint(inPicture.center().x(), inPicture.bottom()),
+                                       QPoint(inPicture.left(), inPicture.center().y()), QPoint(inPicture.right(), inPicture.center().y()) }) {
+                EXPECT_EQ(QColor(outlined.pixel(edge)).name().toStdString(), outlineColour) << "no outline at " << edge.x() << "," << edge.y();
+                EXPECT_NE(QColor(plain.pixel(edge)).name().toStdString(), outlineColour);
             }
+            ++drawn;
         }
         EXPECT_GT(compared, 2) << "items compared";
         EXPECT_GT(drawn, 2) << "outlines looked at";
