@@ -120,6 +120,8 @@ QListWidget *ListsPage::createTaskList()
     tasks->setObjectName(QStringLiteral("taskList"));
     tasks->addItems({ tr("Write"), tr("Review"), tr("Test"), tr("Ship") });
     tasks->setDragDropMode(QAbstractItemView::InternalMove);
+    // Short words: narrow, so that the tree beside it keeps its room.
+    tasks->setMaximumWidth(tasks->fontMetrics().horizontalAdvance(QStringLiteral("Review")) * 3);
     connect(tasks->model(), &QAbstractItemModel::rowsMoved, this, [this, tasks] {
         QStringList order;
         for (int row = 0; row < tasks->count(); ++row)
