@@ -11,6 +11,7 @@
 #include <climits>
 
 #include "host/agent/crashnote.h"
+#include "host/agent/earlyanswer.h"
 #include "host/agent/guiexecutor.h"
 #include "host/agent/moduleview.h"
 #include "host/agent/objectdelivery.h"
@@ -206,9 +207,11 @@ void Agent::serve(Connection &connection)
             response = protocol::encodeError(request.id, error);
         } else {
             NoteRequest(request.name.toUtf8().constData());
-            reply = handlers->handle(request);
+            const auto early = std::make_shared<EarlyAnswer>(channel);
+            reply = handlers->handle(request, early);
             NoteRequest(nullptr);
-            response = reply.ok ? protocol::encodeResult(request.id, reply.result) : protocol::encodeError(request.id, reply.error);
+            if (!early->taken(&response))
+                response = Encode(request.id, reply);
         }
         if (channel.sendWhileRead(response, kSendStall) != protocol::Channel::Status::Ok)
             break;

@@ -78,9 +78,13 @@ public:
             // Nothing may leave into Qt's event loop.
             failed = true;
         }
-        std::lock_guard<std::mutex> locked(shared->lock);
-        task->finished = true;
-        task->failed = failed;
+        {
+            std::lock_guard<std::mutex> locked(shared->lock);
+            task->finished = true;
+            task->failed = failed;
+        }
+        // After unlocking: a waiter woken under the lock would only block
+        // on it again.
         shared->changed.notify_all();
     }
 

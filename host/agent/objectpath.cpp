@@ -2,6 +2,8 @@
 
 #include <QApplication>
 #include <QMetaProperty>
+#include <QPointer>
+#include <QThread>
 #include <QStringList>
 #include <QWidget>
 
@@ -36,17 +38,82 @@ QString ClassOf(const QObject *object)
     return QLatin1String(object->metaObject()->className());
 }
 
+QList<QPointer<QWidget>> ParentlessWidgets()
+{
+    QList<QPointer<QWidget>> widgets;
+    for (QWidget *widget : QApplication::topLevelWidgets()) {
+        if (!widget->parent())
+            widgets.append(widget);
+    }
+    return widgets;
+}
+
+QObjectList Alive(const QList<QPointer<QWidget>> &widgets)
+{
+    QObjectList alive;
+    alive.reserve(widgets.size());
+    for (const QPointer<QWidget> &widget : widgets) {
+        if (widget)
+            alive.append(widget);
+    }
+    return alive;
+}
+
+// The parentless widgets, kept between look-ups: QApplication::
+// topLevelWidgets() goes through every widget of the program. A widget that
+// is created or changes parent may be a new one, so either has the list
+// gathered again; one that is deleted drops out of it by itself.
+class TopLevelWidgets : public QObject
+{
+public:
+    // GUI thread of a QApplication. The watch has no parent, so that it
+    // shifts no index among the application's children, and stays for the
+    // life of the process; it follows a new application object.
+    static QObjectList current()
+    {
+        static TopLevelWidgets *const watch = new TopLevelWidgets;
+        QCoreApplication *application = QCoreApplication::instance();
+        if (watch->application != application) {
+            watch->application = application;
+            application->installEventFilter(watch);
+            watch->stale = true;
+        }
+        return watch->list();
+    }
+
+protected:
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() == QEvent::Create || event->type() == QEvent::ParentChange)
+            stale = true;
+        return false;
+    }
+
+private:
+    QObjectList list()
+    {
+        if (stale) {
+            widgets = ParentlessWidgets();
+            stale = false;
+        }
+        return Alive(widgets);
+    }
+
+    QPointer<QCoreApplication> application;
+    bool stale = true;
+    QList<QPointer<QWidget>> widgets;
+};
+
 // The objects without a parent that the search starts from: the windows
 // (a dialog with a parent window is its parent's child, not a root) and the
 // application object.
 QObjectList Roots()
 {
     QObjectList roots;
-    for (QWidget *widget : QApplication::topLevelWidgets()) {
-        if (!widget->parent())
-            roots.append(widget);
-    }
-    if (QCoreApplication *application = QCoreApplication::instance())
+    QCoreApplication *application = QCoreApplication::instance();
+    if (qobject_cast<QApplication *>(application))
+        roots = QThread::currentThread() == application->thread() ? TopLevelWidgets::current() : Alive(ParentlessWidgets());
+    if (application)
         roots.append(application);
     return roots;
 }
@@ -56,21 +123,41 @@ QObjectList SiblingsOf(const QObject *object)
     return object->parent() ? object->parent()->children() : Roots();
 }
 
-void AddSubtree(QObject *object, QObjectList *into)
+bool IsClass(const QObject *object, const QString &className)
 {
-    into->append(object);
+    return className == QLatin1String(object->metaObject()->className());
+}
+
+// Where a step looks: the given objects, and with deep everything below them.
+struct Scope
+{
+    QObjectList tops;
+    bool deep = false;
+};
+
+// Visits in the order of the tree, without gathering the objects first: a
+// search of the whole application is the common case.
+template<typename Visit>
+void VisitSubtree(QObject *object, const Visit &visit)
+{
+    visit(object);
     for (QObject *child : object->children()) {
         if (child)
-            AddSubtree(child, into);
+            VisitSubtree(child, visit);
     }
 }
 
-QObjectList Below(const QObjectList &tops)
+template<typename Visit>
+void VisitScope(const Scope &scope, const Visit &visit)
 {
-    QObjectList all;
-    for (QObject *top : tops)
-        AddSubtree(top, &all);
-    return all;
+    for (QObject *top : scope.tops) {
+        if (!top)
+            continue;
+        if (scope.deep)
+            VisitSubtree(top, visit);
+        else
+            visit(top);
+    }
 }
 
 // A step's name may be written as a step when nothing in it reads as syntax.
@@ -208,10 +295,10 @@ bool ParsePath(const QString &reference, QList<Step> *steps, bool *absolute, QSt
 
 int IndexAmongSiblings(const QObject *object)
 {
-    const QString className = ClassOf(object);
+    const char *className = object->metaObject()->className();
     int index = 0;
     for (const QObject *sibling : SiblingsOf(object)) {
-        if (sibling && ClassOf(sibling) == className) {
+        if (sibling && qstrcmp(sibling->metaObject()->className(), className) == 0) {
             ++index;
             if (sibling == object)
                 return index;
@@ -223,7 +310,7 @@ int IndexAmongSiblings(const QObject *object)
 bool Fits(const QObject *object, const Step &step, bool byName)
 {
     if (!step.head.isEmpty()) {
-        if (byName ? object->objectName() != step.head : ClassOf(object) != step.head)
+        if (byName ? object->objectName() != step.head : !IsClass(object, step.head))
             return false;
     }
     if (step.siblingIndex && IndexAmongSiblings(object) != step.siblingIndex)
@@ -235,23 +322,20 @@ bool Fits(const QObject *object, const Step &step, bool byName)
     return true;
 }
 
-QObjectList Matching(const QObjectList &scope, const Step &step)
+QObjectList Matching(const Scope &scope, const Step &step)
 {
     // A name wins over a class: a class is looked for only when nothing in
     // the scope has that name. An index among siblings names a class.
-    QObjectList matches;
-    if (!step.head.isEmpty() && !step.siblingIndex) {
-        for (QObject *object : scope) {
-            if (Fits(object, step, true))
-                matches.append(object);
-        }
-    }
-    if (matches.isEmpty()) {
-        for (QObject *object : scope) {
-            if (Fits(object, step, false))
-                matches.append(object);
-        }
-    }
+    // One walk gathers both.
+    const bool byName = !step.head.isEmpty() && !step.siblingIndex;
+    QObjectList named, ofClass;
+    VisitScope(scope, [&](QObject *object) {
+        if (byName && Fits(object, step, true))
+            named.append(object);
+        else if (named.isEmpty() && Fits(object, step, false))
+            ofClass.append(object);
+    });
+    const QObjectList &matches = named.isEmpty() ? ofClass : named;
     if (step.matchIndex) {
         if (step.matchIndex > matches.size())
             return {};
@@ -300,12 +384,7 @@ ObjectLookup FindObject(const QString &reference, IvrQtObjectsHelper *objects)
     QObject *found = nullptr;
     for (int index = 0; index < steps.size(); ++index) {
         const Step &step = steps.at(index);
-        QObjectList scope;
-        if (found)
-            scope = step.deep ? Below(found->children()) : found->children();
-        else
-            scope = absolute ? Roots() : Below(Roots());
-        scope.removeAll(nullptr);
+        const Scope scope{ found ? found->children() : Roots(), found ? step.deep : !absolute };
         const QObjectList matches = Matching(scope, step);
         if (matches.isEmpty()) {
             const QString where = found ? QStringLiteral(" %1 %2").arg(step.deep ? QStringLiteral("below") : QStringLiteral("among the children of"),

@@ -5,6 +5,7 @@
 #include <QJsonValue>
 
 #include <functional>
+#include <string>
 
 #include "host/protocol/message.h"
 
@@ -36,5 +37,11 @@ struct Reply
     // it returns.
     std::function<void(protocol::Channel &channel)> takeOver;
 };
+
+// The line that answers the request of id with reply.
+inline std::string Encode(const QJsonValue &id, const Reply &reply)
+{
+    return reply.ok ? protocol::encodeResult(id, reply.result) : protocol::encodeError(id, reply.error);
+}
 
 } // namespace vrqt::agent

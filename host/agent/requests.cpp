@@ -9,6 +9,7 @@
 #include <chrono>
 #include <memory>
 
+#include "host/agent/earlyanswer.h"
 #include "host/agent/guiexecutor.h"
 #include "host/agent/itemrequests.h"
 #include "host/agent/moduleview.h"
@@ -71,6 +72,13 @@ QString ShortMessage(QString message, const QJsonObject &params)
     return message;
 }
 
+Reply Shortened(Reply reply, const QJsonObject &params)
+{
+    if (!reply.ok)
+        reply.error.message = ShortMessage(reply.error.message, params);
+    return reply;
+}
+
 } // namespace
 
 struct RequestHandlers::Entry
@@ -117,17 +125,14 @@ QStringList RequestHandlers::names()
     return result;
 }
 
-Reply RequestHandlers::handle(const protocol::Request &request)
+Reply RequestHandlers::handle(const protocol::Request &request, const std::shared_ptr<EarlyAnswer> &early)
 {
     if (closing.load())
         return Reply::failure(protocol::error::kClosing, QStringLiteral("the application was asked to quit"));
-    Reply reply = dispatch(request);
-    if (!reply.ok)
-        reply.error.message = ShortMessage(reply.error.message, request.params);
-    return reply;
+    return Shortened(dispatch(request, early), request.params);
 }
 
-Reply RequestHandlers::dispatch(const protocol::Request &request)
+Reply RequestHandlers::dispatch(const protocol::Request &request, const std::shared_ptr<EarlyAnswer> &early)
 {
     for (const Entry &entry : table) {
         if (request.name != QLatin1String(entry.name))
@@ -137,7 +142,7 @@ Reply RequestHandlers::dispatch(const protocol::Request &request)
                 return (this->*entry.handler)(request.params);
             const QJsonObject params = request.params;
             const auto handler = entry.handler;
-            return onGuiThread([this, handler, params] { return (this->*handler)(params); }, GuiLimitOf(params));
+            return onGuiThread([this, handler, params] { return (this->*handler)(params); }, GuiLimitOf(params), request, early);
         } catch (...) {
             return Reply::failure(protocol::error::kInternal, QStringLiteral("the request failed unexpectedly"));
         }
@@ -146,11 +151,20 @@ Reply RequestHandlers::dispatch(const protocol::Request &request)
                           QStringLiteral("unknown request \"%1\"; known are: %2").arg(protocol::excerpt(request.name), names().join(QStringLiteral(", "))));
 }
 
-Reply RequestHandlers::onGuiThread(std::function<Reply()> work, std::chrono::milliseconds guiLimit)
+Reply RequestHandlers::onGuiThread(std::function<Reply()> work, std::chrono::milliseconds guiLimit, const protocol::Request &request,
+                                   const std::shared_ptr<EarlyAnswer> &early)
 {
     // The slot outlives this call when the GUI thread runs the work late.
     auto slot = std::make_shared<Reply>();
-    const GuiExecutor::Outcome outcome = executor.run([slot, work] { *slot = work(); }, guiLimit);
+    const QJsonValue id = request.id;
+    const QJsonObject params = request.params;
+    const GuiExecutor::Outcome outcome = executor.run([slot, work, early, id, params] {
+        *slot = work();
+        // An answer with something to do after it is sent stays the
+        // serving thread's.
+        if (early && !slot->afterSending && !slot->takeOver)
+            early->offer(Encode(id, Shortened(*slot, params)));
+    }, guiLimit);
     switch (outcome) {
     case GuiExecutor::Outcome::Done:
         return *slot;

@@ -17,6 +17,7 @@
 
 namespace vrqt::agent {
 
+class EarlyAnswer;
 class GuiExecutor;
 class ItemRequests;
 class ModuleView;
@@ -43,8 +44,9 @@ public:
 
     // Serving thread of any connection, several at once: answers one
     // request; never throws. Once quit has been answered, every request,
-    // from any client, is answered "closing".
-    Reply handle(const protocol::Request &request);
+    // from any client, is answered "closing". With early, work done on the
+    // GUI thread sends its answer from there (see EarlyAnswer).
+    Reply handle(const protocol::Request &request, const std::shared_ptr<EarlyAnswer> &early = nullptr);
 
     static QStringList names();
 
@@ -71,9 +73,10 @@ private:
     Reply item(const QJsonObject &params);
     Reply record(const QJsonObject &params);
 
-    Reply dispatch(const protocol::Request &request);
+    Reply dispatch(const protocol::Request &request, const std::shared_ptr<EarlyAnswer> &early);
     // Runs work on the GUI thread, waiting for it at most guiLimit.
-    Reply onGuiThread(std::function<Reply()> work, std::chrono::milliseconds guiLimit);
+    Reply onGuiThread(std::function<Reply()> work, std::chrono::milliseconds guiLimit,
+                      const protocol::Request &request = {}, const std::shared_ptr<EarlyAnswer> &early = nullptr);
 
     GuiExecutor &executor;
     ModuleView &module;

@@ -309,8 +309,10 @@ Reply ScriptRequests::get(const QJsonObject &params)
     Variant value;
     std::vector<VARIANT> none;
     Reply reply = Finish(reach, DISPATCH_PROPERTYGET, none, "reading", value.out());
+    if (!reply.ok || value.get().vt != VT_I4)
+        return reply;
     const QMetaEnum enumerator = EnumerationOf(reach);
-    if (!reply.ok || !enumerator.isValid() || value.get().vt != VT_I4)
+    if (!enumerator.isValid())
         return reply;
     QJsonObject rendered = reply.result.toObject();
     rendered.insert(QStringLiteral("qtType"), scripting::EnumTypeName(enumerator));

@@ -34,6 +34,21 @@ Channel::Status Channel::sendWhileRead(const std::string &line, std::chrono::mil
     return write(line, [stallLimit] { return Deadline::after(stallLimit); });
 }
 
+std::size_t Channel::sendWithoutWaiting(const std::string &line)
+{
+    std::size_t written = 0;
+    while (written < line.size() && !shutDown) {
+        const ssize_t count = ::send(socket, line.data() + written, line.size() - written, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (count > 0)
+            written += std::size_t(count);
+        else if (count < 0 && errno == EINTR)
+            continue;
+        else
+            break;
+    }
+    return written;
+}
+
 template <typename NextDeadline>
 Channel::Status Channel::write(const std::string &line, NextDeadline nextDeadline)
 {

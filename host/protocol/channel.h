@@ -26,6 +26,9 @@ public:
     // Writes all of line however long that takes while the peer reads; gives
     // up (TimedOut) once it has read nothing for stallLimit.
     Status sendWhileRead(const std::string &line, std::chrono::milliseconds stallLimit);
+    // Writes what the socket takes of line at once, never waiting; gives
+    // how many bytes that was (0 on a closed or full socket).
+    std::size_t sendWithoutWaiting(const std::string &line);
     // Waits for the next line. Any of stopDescriptors becoming readable ends
     // the wait with Stopped, and the line stays buffered for a later call.
     Status receive(std::string *line, Deadline deadline, const std::vector<int> &stopDescriptors = {});

@@ -2,6 +2,10 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonObject>
+#include <QLocale>
+
+#include <cmath>
 
 namespace vrqt::protocol {
 
@@ -251,6 +255,127 @@ bool CheckJsonText(std::string_view text, QString *problem, MemberTexts *members
     if (members)
         members->swap(found);
     return true;
+}
+
+namespace {
+
+void AppendUtf8(char32_t code, std::string *out)
+{
+    if (code < 0x800) {
+        out->push_back(char(0xc0 | (code >> 6)));
+    } else if (code < 0x10000) {
+        out->push_back(char(0xe0 | (code >> 12)));
+        out->push_back(char(0x80 | ((code >> 6) & 0x3f)));
+    } else {
+        out->push_back(char(0xf0 | (code >> 18)));
+        out->push_back(char(0x80 | ((code >> 12) & 0x3f)));
+        out->push_back(char(0x80 | ((code >> 6) & 0x3f)));
+    }
+    out->push_back(char(0x80 | (code & 0x3f)));
+}
+
+void AppendString(const QString &text, std::string *out)
+{
+    static const char hex[] = "0123456789abcdef";
+    out->push_back('"');
+    const QChar *characters = text.constData();
+    const int size = text.size();
+    for (int index = 0; index < size; ++index) {
+        const char16_t unit = characters[index].unicode();
+        if (unit >= 0x80) {
+            const bool pair = QChar::isHighSurrogate(unit) && index + 1 < size && characters[index + 1].isLowSurrogate();
+            if (QChar::isSurrogate(unit) && !pair) {
+                // A lone surrogate has no UTF-8: escaped, as Qt does.
+                out->append("\\u");
+                for (int shift = 12; shift >= 0; shift -= 4)
+                    out->push_back(hex[(unit >> shift) & 0xf]);
+                continue;
+            }
+            const char32_t code = pair ? QChar::surrogateToUcs4(unit, characters[++index].unicode()) : unit;
+            AppendUtf8(code, out);
+            continue;
+        }
+        switch (unit) {
+        case '"': out->append("\\\""); break;
+        case '\\': out->append("\\\\"); break;
+        case '\b': out->append("\\b"); break;
+        case '\f': out->append("\\f"); break;
+        case '\n': out->append("\\n"); break;
+        case '\r': out->append("\\r"); break;
+        case '\t': out->append("\\t"); break;
+        default:
+            if (unit < 0x20) {
+                out->append("\\u00");
+                out->push_back(hex[unit >> 4]);
+                out->push_back(hex[unit & 0xf]);
+            } else {
+                out->push_back(char(unit));
+            }
+        }
+    }
+    out->push_back('"');
+}
+
+void AppendNumber(double number, std::string *out)
+{
+    if (!std::isfinite(number)) {
+        out->append("null");
+        return;
+    }
+    // Whole numbers that a double holds exactly are written as integers.
+    constexpr double kLargestExact = 9007199254740992.0; // 2^53
+    QByteArray text;
+    if (number == std::trunc(number) && std::fabs(number) <= kLargestExact)
+        text = QByteArray::number(qint64(number));
+    else
+        text = QByteArray::number(number, 'g', QLocale::FloatingPointShortest);
+    out->append(text.constData(), std::size_t(text.size()));
+}
+
+} // namespace
+
+void AppendCompactJson(const QJsonValue &value, std::string *out)
+{
+    switch (value.type()) {
+    case QJsonValue::Null:
+    case QJsonValue::Undefined:
+        out->append("null");
+        break;
+    case QJsonValue::Bool:
+        out->append(value.toBool() ? "true" : "false");
+        break;
+    case QJsonValue::Double:
+        AppendNumber(value.toDouble(), out);
+        break;
+    case QJsonValue::String:
+        AppendString(value.toString(), out);
+        break;
+    case QJsonValue::Array: {
+        out->push_back('[');
+        bool first = true;
+        for (const QJsonValue &item : value.toArray()) {
+            if (!first)
+                out->push_back(',');
+            first = false;
+            AppendCompactJson(item, out);
+        }
+        out->push_back(']');
+        break;
+    }
+    case QJsonValue::Object: {
+        out->push_back('{');
+        const QJsonObject object = value.toObject();
+        for (auto member = object.begin(); member != object.end(); ++member) {
+            if (member != object.begin())
+                out->push_back(',');
+            AppendString(member.key(), out);
+            out->push_back(':');
+            AppendCompactJson(member.value(), out);
+        }
+        out->push_back('}');
+        break;
+    }
+    }
 }
 
 } // namespace vrqt::protocol

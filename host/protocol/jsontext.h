@@ -4,9 +4,11 @@
 // no JSON must not become a request, so each line is checked here first.
 #pragma once
 
+#include <QJsonValue>
 #include <QString>
 
 #include <map>
+#include <string>
 #include <string_view>
 
 namespace vrqt::protocol {
@@ -21,5 +23,10 @@ using MemberTexts = std::map<QString, std::string_view>;
 // members, when given, receives the members of a top-level object; a name
 // that appears twice there is refused. The views point into text.
 bool CheckJsonText(std::string_view text, QString *problem, MemberTexts *members = nullptr);
+
+// Appends value as compact JSON, the same text as Qt's compact writer
+// gives, written directly: Qt's writer first converts every value to its
+// CBOR form, which costs a third of the time of a large answer.
+void AppendCompactJson(const QJsonValue &value, std::string *out);
 
 } // namespace vrqt::protocol

@@ -54,7 +54,8 @@ bool isExactIntegerText(std::string_view text)
 std::string encodeLine(const QJsonObject &object)
 {
     // Compact JSON has no raw line break, so it fits the framing as it is.
-    std::string line = QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString();
+    std::string line;
+    AppendCompactJson(object, &line);
     line += '\n';
     return line;
 }

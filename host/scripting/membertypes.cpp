@@ -38,7 +38,9 @@ QStringList DeclaredNames(const QString &memberName)
 
 bool Names(const char *qtName, const QString &name)
 {
-    return ScriptName(qtName).compare(name, Qt::CaseInsensitive) == 0;
+    // The script name keeps the length: most names are told apart without
+    // making it.
+    return qstrlen(qtName) == uint(name.size()) && ScriptName(qtName).compare(name, Qt::CaseInsensitive) == 0;
 }
 
 // The property of meta in [first, meta->propertyCount()) that memberName

@@ -9,26 +9,30 @@
 
 namespace {
 
-// A class name as a BSTR, freed at scope end.
-class ClassNameBstr
+// A BSTR freed at scope end.
+class ScopedBstr
 {
 public:
-    explicit ClassNameBstr(const QWidget *widget)
-        : value(QStringToBstr(QString::fromLatin1(widget->metaObject()->className())))
-    {
-    }
-    ~ClassNameBstr() { SysFreeString(value); }
-    ClassNameBstr(const ClassNameBstr &) = delete;
-    ClassNameBstr &operator=(const ClassNameBstr &) = delete;
-
-    bool operator==(const ClassNameBstr &other) const
-    {
-        return VarBstrCmp(value, other.value, LOCALE_USER_DEFAULT, 0) == VARCMP_EQ;
-    }
+    explicit ScopedBstr(const char *latin1) : value(QStringToBstr(QString::fromLatin1(latin1))) {}
+    ~ScopedBstr() { SysFreeString(value); }
+    ScopedBstr(const ScopedBstr &) = delete;
+    ScopedBstr &operator=(const ScopedBstr &) = delete;
+    operator BSTR() const { return value; }
 
 private:
     BSTR value;
 };
+
+// Whether two widgets' class names are the same text as the host compares
+// texts (VarBstrCmp in the user's locale). A name is always that to itself,
+// which spares the common case the conversion.
+bool SameClassName(const QWidget *left, const QWidget *right)
+{
+    const char *leftName = left->metaObject()->className();
+    const char *rightName = right->metaObject()->className();
+    return qstrcmp(leftName, rightName) == 0
+        || VarBstrCmp(ScopedBstr(leftName), ScopedBstr(rightName), LOCALE_USER_DEFAULT, 0) == VARCMP_EQ;
+}
 
 // The sibling widgets of widget, itself included, in the order the host
 // counts them.
@@ -76,12 +80,11 @@ QList<QWidget *> AlienChildren(const QWidget *widget)
 
 bool WidgetIndex(const QWidget *widget, int *index)
 {
-    const ClassNameBstr className(widget);
     *index = 1;
     // Only the full class name counts: a subclass of the widget's class is
     // another class here.
     for (const QWidget *sibling : siblingsOf(widget)) {
-        if (!(ClassNameBstr(sibling) == className))
+        if (!SameClassName(sibling, widget))
             continue;
         if (sibling == widget)
             return true;

@@ -79,7 +79,8 @@ std::optional<protocol::Response> AgentHarness::call(const QJsonValue &id, const
     const std::optional<std::string> line = nextLine(kCallLimit);
     protocol::Response response;
     QString reason;
-    if (!line || !protocol::parseResponse(*line, &response, &reason))
+    // An answer to another request (a late one, say) is no answer to this.
+    if (!line || !protocol::parseResponse(*line, &response, &reason) || response.id != id)
         return std::nullopt;
     return response;
 }

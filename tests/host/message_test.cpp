@@ -2,7 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
+#include <cmath>
+#include <limits>
+
+#include "host/protocol/jsontext.h"
 #include "host/protocol/message.h"
 #include "host/protocol/protocol.h"
 
@@ -87,4 +93,23 @@ TEST(Message, RefusesLinesThatAreNoResponse)
     }
     ASSERT_TRUE(parseResponse(R"({"id":1,"ok":false})", &response, &reason));
     EXPECT_EQ(response.error.code, QLatin1String(error::kInternal)) << "an error without code counts as internal";
+}
+
+// The agent writes its answers itself; the text must be what Qt's own
+// compact writer gives, so that every reader sees the same JSON.
+TEST(Message, WritesJsonAsQtDoes)
+{
+    const QString text = QString::fromUtf8("quote \" backslash \\ tab \t bell \a del \x7f \xc3\xa9 \xe6\x97\xa5 \xf0\x9f\x98\x80 /");
+    const QJsonArray values{
+        QJsonValue(), true, false, 0, -1, 42, 0.1, -2.5, 1e20, 1e-7, 123456789012.0, 9007199254740992.0, 9007199254740994.0,
+        1.5e300, -0.0, std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(), QString(), text,
+        QString(QChar(0xd800)) + QStringLiteral("lone") + QChar(0xdc00), QJsonArray{}, QJsonObject{},
+        QJsonObject{ { QStringLiteral("b"), 1 }, { QStringLiteral("a"), QJsonArray{ 1, QStringLiteral("x"), QJsonObject{ { text, text } } } } },
+    };
+    for (const QJsonValue &value : values) {
+        std::string written;
+        vrqt::protocol::AppendCompactJson(QJsonArray{ value }, &written);
+        const QByteArray qt = QJsonDocument(QJsonArray{ value }).toJson(QJsonDocument::Compact);
+        EXPECT_EQ(written, qt.toStdString());
+    }
 }

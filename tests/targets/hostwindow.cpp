@@ -10,11 +10,12 @@
 // them once it runs, one "NAME=value" a line. --show-after MS shows the main
 // window that much later. --ticker adds to the tool window a progress bar
 // "ticker" whose value rises by one every 100 ms; --late-dialog MS shows a
-// dialog "lateDialog", made only then, that much after start. --crash-button
+// window "lateDialog", made only then, that much after start. --crash-button
 // adds to the tool window a button "crashButton" whose click aborts.
 #include <QApplication>
 
 #include <cstdlib>
+#include <memory>
 
 #include <QFile>
 #include <QDialog>
@@ -123,10 +124,12 @@ int main(int argc, char *argv[])
     QDialog neverShown(&window);
     neverShown.setObjectName(QStringLiteral("neverShownDialog"));
 
+    std::unique_ptr<QDialog> late;
     const int lateArgument = arguments.indexOf(QStringLiteral("--late-dialog"));
     if (lateArgument > 0 && lateArgument + 1 < arguments.size()) {
-        QTimer::singleShot(arguments.at(lateArgument + 1).toInt(), &window, [&window] {
-            auto *late = new QDialog(&window);
+        // A window of its own, without a parent: one more top-level widget.
+        QTimer::singleShot(arguments.at(lateArgument + 1).toInt(), &window, [&late] {
+            late = std::make_unique<QDialog>();
             late->setObjectName(QStringLiteral("lateDialog"));
             late->show();
         });
