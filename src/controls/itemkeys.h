@@ -37,7 +37,7 @@ protected:
 };
 
 // The rows of a table widget's vertical header; the items are read without
-// a test for null (a section without an item is outside their contract).
+// a test for null (a section without an item is not theirs to handle).
 class CVTableHeaderItems : public CControlWithItems
 {
 public:
