@@ -8,6 +8,7 @@
 #pragma once
 
 #include <QJsonObject>
+#include <QWidget>
 #include <QPoint>
 #include <QString>
 
@@ -32,6 +33,10 @@ struct InputStep
     QString text;       // Text: what to type
     bool doubleClick = false; // Press: the second press of a double click
 };
+
+// Whether at is widget or lies below it, across the popups widget opened
+// (a combo box's list): what is at a point is then widget's.
+bool Belongs(QWidget *at, QWidget *widget);
 
 class UserInput
 {
