@@ -7,7 +7,7 @@
 
 #include <vector>
 
-#include "host/agent/userinput.h"
+#include "host/agent/inputstep.h"
 
 namespace vrqt::agent {
 

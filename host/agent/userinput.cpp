@@ -232,15 +232,6 @@ QList<int> PathBreaks(const QString &path)
 
 } // namespace
 
-bool Belongs(QWidget *at, QWidget *widget)
-{
-    for (; at; at = at->parentWidget()) {
-        if (at == widget)
-            return true;
-    }
-    return false;
-}
-
 Reply UserInput::act(const QJsonObject &params)
 {
     // An entry deep in a menu is reached as a user reaches it: each menu on

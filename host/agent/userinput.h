@@ -8,12 +8,8 @@
 #pragma once
 
 #include <QJsonObject>
-#include <QWidget>
-#include <QPoint>
-#include <QString>
 
-#include <vector>
-
+#include "host/agent/inputstep.h"
 #include "host/agent/reply.h"
 
 namespace vrqt::agent {
@@ -21,22 +17,6 @@ namespace vrqt::agent {
 class GuiExecutor;
 class ItemRequests;
 class ModuleView;
-
-// One step of input, in screen coordinates (device-independent pixels).
-struct InputStep
-{
-    enum class Kind { Move, Press, Release, Wheel, Key, Text } kind = Kind::Move;
-    QPoint point;
-    int button = 1;     // 1 left, 2 middle, 3 right
-    int steps = 0;      // Wheel: notches, positive away from the user
-    int key = 0;        // Key: Qt::Key with modifiers (QKeySequence's form)
-    QString text;       // Text: what to type
-    bool doubleClick = false; // Press: the second press of a double click
-};
-
-// Whether at is widget or lies below it, across the popups widget opened
-// (a combo box's list): what is at a point is then widget's.
-bool Belongs(QWidget *at, QWidget *widget);
 
 class UserInput
 {

@@ -12,7 +12,7 @@
 #include <thread>
 #include <utility>
 
-#include "host/agent/userinput.h"
+#include "host/agent/inputstep.h"
 
 namespace vrqt::agent {
 
