@@ -4,23 +4,46 @@
 // memory that no allocator handed out, and the program dies of it later.
 //
 // The Linux-shaped code of the agent lives here and nowhere else: the
-// loader's list of segments (dl_iterate_phdr) and the calling thread's
-// stack (pthread_getattr_np, which reads /proc/self/maps for the main
-// thread).
+// loader's list of segments (dl_iterate_phdr), the calling thread's stack
+// (pthread_getattr_np), and the other threads' stacks: the main thread's
+// "[stack]" in /proc/self/maps, and the mapping that holds the stack
+// pointer of each thread waiting in a system call
+// (/proc/self/task/TID/syscall).
 #pragma once
+
+#include <cstdint>
+#include <vector>
 
 namespace vrqt::agent {
 
 enum class Storage {
     Heap,   // neither of the two below: presumably the allocator's
-    Stack,  // inside the calling thread's stack
+    Stack,  // inside a thread's stack
     Static, // inside a writable segment of the program or of a library
 };
 
-// Where address lies, as the calling thread sees it: only its own stack is
-// known to it, so ask on the thread whose stack may hold the address (an
-// object's own thread, which made it).
-// Any thread.
+// Where addresses lie, as the process looks at the moment it is made: the
+// calling thread's stack exactly, another thread's as far as it can be seen
+// (a thread waiting in a system call shows its stack pointer, one that runs
+// does not), so make it on the thread most likely to hold the addresses: an
+// object's own thread, which made it. Any thread.
+class AddressSpace
+{
+public:
+    struct Range
+    {
+        std::uintptr_t start = 0;
+        std::uintptr_t end = 0;
+    };
+
+    AddressSpace();
+    Storage storageOf(const void *address) const;
+
+private:
+    std::vector<Range> stacks;
+};
+
+// One address, with a look of its own.
 Storage StorageOf(const void *address);
 
 // "on the heap", "on a thread's stack", "in static storage".

@@ -36,10 +36,11 @@ struct Finding
 
 Finding FindUnsafe(const QObject *root)
 {
-    if (const Storage storage = StorageOf(root); storage != Storage::Heap)
+    const AddressSpace memory;
+    if (const Storage storage = memory.storageOf(root); storage != Storage::Heap)
         return { root, storage };
     for (const QObject *child : root->findChildren<QObject *>()) {
-        if (const Storage storage = StorageOf(child); storage != Storage::Heap)
+        if (const Storage storage = memory.storageOf(child); storage != Storage::Heap)
             return { child, storage };
     }
     return {};

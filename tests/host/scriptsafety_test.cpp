@@ -196,6 +196,8 @@ TEST_F(ScriptSafetyTest, DeletionOfWhatIsNotOnTheHeapIsRefused)
     StackThread thread;
     thread.start();
     ASSERT_TRUE(thread.made.tryAcquire(1, 10000));
+    QMetaObject::invokeMethod(thread.object, [] {}, Qt::BlockingQueuedConnection); // its event loop runs
+    EXPECT_EQ(StorageOf(thread.object), Storage::Stack) << "another thread's stack, seen from this one";
 
     const auto reference = [](const QObject *object) { return QStringLiteral("@") + vrqt::scripting::AddressText(object); };
     const struct {
