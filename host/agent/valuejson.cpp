@@ -117,9 +117,11 @@ void RenderDispatch(IDispatch *dispatch, QJsonObject *rendered)
             rendered->insert(QStringLiteral("object"), ObjectIdentity(dispatch, own->object()));
         return;
     }
+    // The parts (numbers, truths, texts) straight from the value, not one
+    // look-up and read through dispatch each.
     QJsonObject parts;
-    for (const QString &name : own->partNames())
-        parts.insert(name, ReadJson(dispatch, name));
+    for (const scripting::ValuePart &part : own->parts())
+        parts.insert(QLatin1String(part.name), QJsonValue::fromVariant(part.value));
     if (!parts.isEmpty())
         rendered->insert(QStringLiteral("parts"), parts);
 }

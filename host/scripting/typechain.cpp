@@ -67,12 +67,13 @@ FunctionDescription FindFunction(ITypeInfo *typeInfo, MEMBERID memberId, INVOKEK
             FUNCDESC *description = nullptr;
             if (FAILED(type->GetFuncDesc(index, &description)) || !description)
                 continue;
-            type->AddRef();
-            FunctionDescription candidate(host::Ref<ITypeInfo>(type), description);
-            if (description->memid == memberId && description->invkind == kind) {
-                found = std::move(candidate);
-                return false;
+            if (description->memid != memberId || description->invkind != kind) {
+                type->ReleaseFuncDesc(description);
+                continue;
             }
+            type->AddRef();
+            found = FunctionDescription(host::Ref<ITypeInfo>(type), description);
+            return false;
         }
         return true;
     });

@@ -70,13 +70,16 @@ long ValueObject::liveCount()
     return liveValues.load();
 }
 
+std::vector<ValuePart> ValueObject::parts() const
+{
+    return stored && row.parts ? row.parts(stored) : std::vector<ValuePart>();
+}
+
 std::vector<QString> ValueObject::partNames() const
 {
     std::vector<QString> names;
-    if (stored && row.parts) {
-        for (const ValuePart &part : row.parts(stored))
-            names.push_back(QLatin1String(part.name));
-    }
+    for (const ValuePart &part : parts())
+        names.push_back(QLatin1String(part.name));
     return names;
 }
 

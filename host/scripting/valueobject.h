@@ -54,6 +54,8 @@ public:
     // The names a script can read besides "value"; an object's members are
     // its type description's.
     std::vector<QString> partNames() const;
+    // The parts with their values, read at once.
+    std::vector<ValuePart> parts() const;
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void **object) override;
     ULONG STDMETHODCALLTYPE AddRef() override { return addReference(); }
