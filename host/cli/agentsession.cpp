@@ -29,8 +29,8 @@ bool AgentSession::connect(protocol::PrivateListener &listener, ChildProcess &pr
             return false;
         }
         if (deadline.passed()) {
-            *error = "the program's agent did not connect in time; is it a Qt 5 program, and does the"
-                     " program start through a wrapper that drops LD_PRELOAD?";
+            *error = "the program's agent did not connect in time; is it a Qt Widgets program, and does"
+                     " it start through a wrapper that drops LD_PRELOAD?";
             return false;
         }
         std::vector<pollfd> watched{ { listener.descriptor(), POLLIN, 0 }, { interrupt, POLLIN, 0 } };

@@ -201,7 +201,13 @@ TEST(Wrappers, AProgramStartedThroughAWrapperGetsTheAgent)
         { "xvfb-run", { QStringLiteral("xvfb-run"), QStringLiteral("-a"), window } },
         { "strace", { QStringLiteral("strace"), QStringLiteral("-f"), QStringLiteral("-o"), QStringLiteral("/dev/null"), window } },
     };
-#ifdef __SANITIZE_ADDRESS__
+#if defined(__SANITIZE_ADDRESS__) && QT_VERSION_MAJOR >= 6
+    // As below; and the sanitized Qt 6 agent, preloaded into coreutils
+    // programs, leaves glibc's message catalogue lock taken before their
+    // main, whose textdomain() call then waits for ever. The agent built
+    // without the sanitizer passes both wrappers.
+    const QStringList unsuitable{ QStringLiteral("xvfb-run"), QStringLiteral("strace"), QStringLiteral("env"), QStringLiteral("timeout") };
+#elif defined(__SANITIZE_ADDRESS__)
     // The sanitizer's runtime, preloaded with the agent, goes into every
     // program of the chain: Xvfb then ends with its leak report, and the
     // leak checker cannot run under strace's ptrace.
