@@ -202,10 +202,13 @@ TEST(Wrappers, AProgramStartedThroughAWrapperGetsTheAgent)
         { "strace", { QStringLiteral("strace"), QStringLiteral("-f"), QStringLiteral("-o"), QStringLiteral("/dev/null"), window } },
     };
 #if defined(__SANITIZE_ADDRESS__) && QT_VERSION_MAJOR >= 6
-    // As below; and the sanitized Qt 6 agent, preloaded into coreutils
-    // programs, leaves glibc's message catalogue lock taken before their
-    // main, whose textdomain() call then waits for ever. The agent built
-    // without the sanitizer passes both wrappers.
+    // As below; and Qt 6's libraries bring libgpg-error (through
+    // libsystemd) into coreutils programs, whose constructor runs before
+    // the sanitizer's runtime is set up: the runtime sets itself up inside
+    // that constructor's bindtextdomain() and asks dlerror() for a message,
+    // which takes glibc's message catalogue lock that bindtextdomain()
+    // holds. The program's textdomain() then waits for ever. The agent
+    // built without the sanitizer passes both wrappers.
     const QStringList unsuitable{ QStringLiteral("xvfb-run"), QStringLiteral("strace"), QStringLiteral("env"), QStringLiteral("timeout") };
 #elif defined(__SANITIZE_ADDRESS__)
     // The sanitizer's runtime, preloaded with the agent, goes into every
