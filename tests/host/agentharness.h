@@ -26,7 +26,8 @@ public:
 
     bool sendLine(const std::string &line);
     std::optional<std::string> nextLine(std::chrono::milliseconds limit);
-    // Sends a request and returns the next response, whichever id it has.
+    // Sends a request and returns its response: none when the next line
+    // answers another id (a late answer to an earlier request, say).
     std::optional<protocol::Response> call(const QJsonValue &id, const QString &name, const QJsonObject &params = {});
     // What the last failed nextLine saw.
     protocol::Channel::Status lastStatus() const { return status; }

@@ -11,11 +11,9 @@
 
 #include <ostream>
 
-#include "agentharness.h"
+#include "programtest.h"
 
-using namespace std::chrono_literals;
 using namespace vrqt::testing;
-using vrqt::protocol::Deadline;
 
 // Readable failures: the texts and values themselves.
 void PrintTo(const QString &text, std::ostream *out)
@@ -35,21 +33,10 @@ QString str(const char *text)
     return QString::fromUtf8(text);
 }
 
-class Input : public ::testing::Test
+class Input : public ProgramTest
 {
 protected:
-    void SetUp() override
-    {
-        std::string failure;
-        ASSERT_TRUE(harness.start({ VRQT_TEST_GALLERY }, {}, &failure)) << failure;
-        ASSERT_TRUE(harness.call(id++, str("status")));
-    }
-
-    void TearDown() override
-    {
-        harness.call(id++, str("quit"));
-        harness.program().waitUntil(Deadline::after(30s));
-    }
+    void SetUp() override { ASSERT_NO_FATAL_FAILURE(start({ VRQT_TEST_GALLERY })); }
 
     // The answer to an input request: its error, empty when it was done.
     // Done input must be real exactly when the program runs on an X server;
@@ -93,9 +80,6 @@ protected:
             texts.append(row.toObject().value(str("text")).toString());
         return texts;
     }
-
-    AgentHarness harness;
-    int id = 1;
 };
 
 } // namespace

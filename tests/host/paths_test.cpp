@@ -4,11 +4,9 @@
 
 #include <QJsonArray>
 
-#include "agentharness.h"
+#include "programtest.h"
 
-using namespace std::chrono_literals;
 using namespace vrqt::testing;
-using vrqt::protocol::Deadline;
 
 namespace {
 
@@ -27,22 +25,10 @@ void collect(const QJsonObject &node, QList<QJsonObject> *into)
     }
 }
 
-class Paths : public ::testing::Test
+class Paths : public ProgramTest
 {
 protected:
-    void SetUp() override
-    {
-        std::string failure;
-        ASSERT_TRUE(harness.start({ VRQT_TEST_GALLERY }, {}, &failure)) << failure;
-        // Answered once the event loop runs: the window is built by then.
-        ASSERT_TRUE(harness.call(id++, str("status")));
-    }
-
-    void TearDown() override
-    {
-        harness.call(id++, str("quit"));
-        harness.program().waitUntil(Deadline::after(30s));
-    }
+    void SetUp() override { ASSERT_NO_FATAL_FAILURE(start({ VRQT_TEST_GALLERY })); }
 
     // The address of the object a reference names, or the error code.
     QString resolve(const QString &reference)
@@ -54,9 +40,6 @@ protected:
             return response->error.code;
         return response->result.toObject().value(str("object")).toObject().value(str("address")).toString();
     }
-
-    AgentHarness harness;
-    int id = 1;
 };
 
 } // namespace

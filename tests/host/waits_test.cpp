@@ -6,13 +6,11 @@
 #include <QElapsedTimer>
 #include <QJsonArray>
 
-#include "agentharness.h"
+#include "programtest.h"
 #include "host/agent/waits.h"
 
-using namespace std::chrono_literals;
 using namespace vrqt::testing;
 using vrqt::agent::Satisfies;
-using vrqt::protocol::Deadline;
 
 namespace {
 
@@ -21,30 +19,7 @@ QString str(const char *text)
     return QString::fromUtf8(text);
 }
 
-class Waits : public ::testing::Test
-{
-protected:
-    void start(const std::vector<std::string> &command)
-    {
-        std::string failure;
-        ASSERT_TRUE(harness.start(command, {}, &failure)) << failure;
-        ASSERT_TRUE(harness.call(id++, str("status")));
-    }
-
-    void TearDown() override
-    {
-        harness.call(id++, str("quit"));
-        harness.program().waitUntil(Deadline::after(30s));
-    }
-
-    std::optional<vrqt::protocol::Response> call(const char *request, const QJsonObject &params)
-    {
-        return harness.call(id++, str(request), params);
-    }
-
-    AgentHarness harness;
-    int id = 1;
-};
+using Waits = ProgramTest;
 
 } // namespace
 
