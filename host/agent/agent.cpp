@@ -10,8 +10,8 @@
 
 #include <climits>
 
+#include "host/agent/conversation.h"
 #include "host/agent/crashnote.h"
-#include "host/agent/earlyanswer.h"
 #include "host/agent/guiexecutor.h"
 #include "host/agent/moduleview.h"
 #include "host/agent/objectdelivery.h"
@@ -23,8 +23,6 @@ namespace vrqt::agent {
 
 namespace {
 
-// How long a response waits for a client that reads none of it.
-constexpr std::chrono::milliseconds kSendStall{ 10000 };
 // How long a scripting call waits for its object's thread: well inside the
 // limit of the request it belongs to.
 constexpr std::chrono::milliseconds kObjectThreadLimit{ 5000 };
@@ -58,10 +56,9 @@ bool startQuietThread(std::thread *thread, Arguments &&...arguments)
 
 struct Agent::Connection
 {
-    explicit Connection(int descriptor) : channel(descriptor) {}
-    protocol::Channel channel;
+    Connection(int descriptor, RequestHandlers &handlers, GuiExecutor &executor) : conversation(descriptor, handlers, executor) {}
+    Conversation conversation;
     std::thread thread;
-    std::atomic<bool> finished{ false };
 };
 
 Agent::Agent() = default;
@@ -114,15 +111,15 @@ bool Agent::addConnection(int descriptor)
     // Serving threads whose client has gone are joined here, so that a
     // long session does not gather them.
     for (auto it = connections.begin(); it != connections.end();) {
-        if (it->finished.load()) {
+        if (it->conversation.finished()) {
             it->thread.join();
             it = connections.erase(it);
         } else {
             ++it;
         }
     }
-    Connection &connection = connections.emplace_back(descriptor);
-    if (stopping.load() || !startQuietThread(&connection.thread, &Agent::serve, this, std::ref(connection))) {
+    Connection &connection = connections.emplace_back(descriptor, *handlers, *executor);
+    if (stopping.load() || !startQuietThread(&connection.thread, &Conversation::serve, &connection.conversation)) {
         connections.pop_back();
         return false;
     }
@@ -162,7 +159,7 @@ void Agent::stop()
     {
         std::lock_guard<std::mutex> guard(connectionsLock);
         for (Connection &connection : connections)
-            connection.channel.shutdown();
+            connection.conversation.shutdown();
     }
     // No thread adds connections any more: join them without the lock,
     // which a serving thread never takes.
@@ -183,48 +180,6 @@ void Agent::stop()
 Agent::~Agent()
 {
     stop();
-}
-
-void Agent::serve(Connection &connection)
-{
-    protocol::Channel &channel = connection.channel;
-    for (;;) {
-        std::string line;
-        const protocol::Channel::Status received = channel.receive(&line, protocol::Deadline::never());
-        if (received == protocol::Channel::Status::TooLong) {
-            const protocol::Error error{ QLatin1String(protocol::error::kLineTooLong), QStringLiteral("a request line exceeded the limit"), {} };
-            channel.sendWhileRead(protocol::encodeError(QJsonValue(), error), kSendStall);
-            break;
-        }
-        if (received != protocol::Channel::Status::Ok)
-            break;
-
-        protocol::Request request;
-        protocol::Error error;
-        std::string response;
-        Reply reply;
-        if (!protocol::parseRequest(line, &request, &error)) {
-            response = protocol::encodeError(request.id, error);
-        } else {
-            NoteRequest(request.name.toUtf8().constData());
-            const auto early = std::make_shared<EarlyAnswer>(channel);
-            reply = handlers->handle(request, early);
-            NoteRequest(nullptr);
-            if (!early->taken(&response))
-                response = Encode(request.id, reply);
-        }
-        if (channel.sendWhileRead(response, kSendStall) != protocol::Channel::Status::Ok)
-            break;
-        if (reply.afterSending)
-            reply.afterSending();
-        if (reply.takeOver) {
-            reply.takeOver(channel);
-            break;
-        }
-    }
-    // The other side learns at once that nobody listens any more.
-    channel.shutdown();
-    connection.finished = true;
 }
 
 } // namespace vrqt::agent

@@ -1,6 +1,6 @@
 // The agent inside the application: the connections of command-line
-// programs, a thread for each that serves it, and the GUI-thread side that
-// does the work.
+// programs, each a conversation with a serving thread of its own, and the
+// GUI-thread side that does the work.
 #pragma once
 
 #include <atomic>
@@ -13,7 +13,6 @@
 #include "host/agent/requests.h"
 
 namespace vrqt::protocol {
-class Channel;
 class PrivateListener;
 }
 
@@ -53,8 +52,6 @@ private:
 
     Agent();
 
-    // Serving thread of one connection: reads requests until it ends.
-    void serve(Connection &connection);
     // Listening thread: accepts the session's clients until stop.
     void acceptClients();
     // Starts a serving thread for a new connection; false when none could start.

@@ -6,14 +6,16 @@
 
 namespace vrqt::agent {
 
-void EarlyAnswer::offer(std::string text)
+bool EarlyAnswer::offer(std::string text)
 {
     int open = Open;
     if (!state.compare_exchange_strong(open, Sending, std::memory_order_acq_rel))
-        return;
+        return false;
     line = std::move(text);
     sent = channel.sendWithoutWaiting(line);
+    const bool whole = sent == line.size();
     state.store(Sent, std::memory_order_release);
+    return whole;
 }
 
 bool EarlyAnswer::taken(std::string *rest)

@@ -18,13 +18,13 @@ namespace vrqt::agent {
 class EarlyAnswer
 {
 public:
-    // Serving thread: channel outlives every call of offer that can send,
-    // since the serving thread waits in taken() for one under way.
+    // channel outlives every call of offer that can send, since the serving
+    // thread waits in taken() for one under way.
     explicit EarlyAnswer(protocol::Channel &channel) : channel(channel) {}
 
     // The work's thread: sends line unless the serving thread has taken the
-    // answer over.
-    void offer(std::string line);
+    // answer over. True when all of it went out.
+    bool offer(std::string line);
     // Serving thread, once the work is over or given up: false when the
     // answer is its own to give; true when the work's thread gave it, with
     // *rest what is still to be sent.

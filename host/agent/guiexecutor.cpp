@@ -4,21 +4,6 @@
 
 namespace vrqt::agent {
 
-namespace {
-
-// How often a thread waiting for the GUI thread asks whether the work it
-// waits for sits in a modal loop.
-constexpr std::chrono::milliseconds kModalProbeInterval{ 50 };
-
-// GUI thread: whether a modal dialog or a popup menu holds the input now.
-bool InModalLoop()
-{
-    return qobject_cast<QApplication *>(QCoreApplication::instance())
-        && (QApplication::activeModalWidget() || QApplication::activePopupWidget());
-}
-
-} // namespace
-
 // Outlives the executor: queued work refers to it.
 struct GuiExecutor::Shared
 {
@@ -151,7 +136,7 @@ void GuiExecutor::probeForModalLoop(const std::shared_ptr<Task> &work)
         // Running while the work has not finished: the work is below us on
         // the stack, in an event loop; a modal one if a modal widget or a
         // popup is up (a helper that only processes events is not).
-        const bool modal = InModalLoop();
+        const bool modal = inModalLoop();
         std::lock_guard<std::mutex> locked(shared->lock);
         work->probing = false;
         if (modal && work->started && !work->finished) {
@@ -171,6 +156,12 @@ void GuiExecutor::post(std::function<void()> work)
             return;
     }
     queue(task, nullptr);
+}
+
+bool GuiExecutor::inModalLoop()
+{
+    return qobject_cast<QApplication *>(QCoreApplication::instance())
+        && (QApplication::activeModalWidget() || QApplication::activePopupWidget());
 }
 
 void GuiExecutor::close()

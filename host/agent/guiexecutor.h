@@ -24,6 +24,10 @@ public:
     // reaches the GUI thread through that loop.
     enum class Outcome { Done, Failed, TimedOut, Abandoned, Modal };
 
+    // How often a thread waiting for the GUI thread asks whether the work
+    // it waits for sits in a modal loop.
+    static constexpr std::chrono::milliseconds kModalProbeInterval{ 50 };
+
     // GUI thread: the executor lives there and runs work there.
     GuiExecutor();
     ~GuiExecutor() override;
@@ -38,6 +42,10 @@ public:
     void post(std::function<void()> work);
     // GUI thread: runs no further work and wakes every waiting thread.
     void close();
+
+    // GUI thread: whether a modal dialog or a popup menu holds the input
+    // now, so that work below on the stack sits in its event loop.
+    static bool inModalLoop();
 
 private:
     struct Shared;

@@ -31,12 +31,6 @@ namespace {
 constexpr std::chrono::milliseconds kGuiLimit{ 10000 };
 constexpr double kLongestGuiLimit = 24 * 3600 * 1000.0;
 
-std::chrono::milliseconds GuiLimitOf(const QJsonObject &params)
-{
-    const double limit = params.value(QStringLiteral("timeout")).toDouble(-1);
-    return limit >= 1 && limit <= kLongestGuiLimit ? std::chrono::milliseconds(qint64(limit)) : kGuiLimit;
-}
-
 QString text(const std::string &value)
 {
     return QString::fromStdString(value);
@@ -89,7 +83,7 @@ struct RequestHandlers::Entry
 };
 
 const RequestHandlers::Entry RequestHandlers::table[] = {
-    { "hello", Thread::Serving, &RequestHandlers::hello },
+    { "hello", Thread::Any, &RequestHandlers::hello },
     { "status", Thread::Gui, &RequestHandlers::status },
     { "tree", Thread::Gui, &RequestHandlers::tree },
     { "get", Thread::Gui, &RequestHandlers::get },
@@ -132,23 +126,67 @@ Reply RequestHandlers::handle(const protocol::Request &request, const std::share
     return Shortened(dispatch(request, early), request.params);
 }
 
-Reply RequestHandlers::dispatch(const protocol::Request &request, const std::shared_ptr<EarlyAnswer> &early)
+std::chrono::milliseconds RequestHandlers::guiLimitOf(const protocol::Request &request)
+{
+    const double limit = request.params.value(QStringLiteral("timeout")).toDouble(-1);
+    return limit >= 1 && limit <= kLongestGuiLimit ? std::chrono::milliseconds(qint64(limit)) : kGuiLimit;
+}
+
+Reply RequestHandlers::busy(std::chrono::milliseconds limit)
+{
+    return Reply::failure(protocol::error::kBusy, QStringLiteral("the GUI thread did not finish the request within %1 ms").arg(limit.count()));
+}
+
+Reply RequestHandlers::modal()
+{
+    return Reply::success(QJsonObject{
+        { QStringLiteral("modal"), true },
+        { QStringLiteral("message"), QStringLiteral("the request runs on inside the modal dialog or menu it opened; later requests reach it") } });
+}
+
+const RequestHandlers::Entry *RequestHandlers::entryOf(const protocol::Request &request)
 {
     for (const Entry &entry : table) {
-        if (request.name != QLatin1String(entry.name))
-            continue;
-        try {
-            if (entry.thread == Thread::Serving)
-                return (this->*entry.handler)(request.params);
-            const QJsonObject params = request.params;
-            const auto handler = entry.handler;
-            return onGuiThread([this, handler, params] { return (this->*handler)(params); }, GuiLimitOf(params), request, early);
-        } catch (...) {
-            return Reply::failure(protocol::error::kInternal, QStringLiteral("the request failed unexpectedly"));
-        }
+        if (request.name == QLatin1String(entry.name))
+            return &entry;
     }
-    return Reply::failure(protocol::error::kUnknownRequest,
-                          QStringLiteral("unknown request \"%1\"; known are: %2").arg(protocol::excerpt(request.name), names().join(QStringLiteral(", "))));
+    return nullptr;
+}
+
+bool RequestHandlers::answersOnGuiThread(const protocol::Request &request) const
+{
+    const Entry *entry = entryOf(request);
+    return entry && entry->thread != Thread::Serving;
+}
+
+Reply RequestHandlers::handleHere(const protocol::Request &request)
+{
+    if (closing.load())
+        return Reply::failure(protocol::error::kClosing, QStringLiteral("the application was asked to quit"));
+    try {
+        return Shortened((this->*entryOf(request)->handler)(request.params), request.params);
+    } catch (...) {
+        // Nothing may leave into Qt's event loop.
+        return Reply::failure(protocol::error::kInternal, QStringLiteral("the request failed unexpectedly on the GUI thread"));
+    }
+}
+
+Reply RequestHandlers::dispatch(const protocol::Request &request, const std::shared_ptr<EarlyAnswer> &early)
+{
+    const Entry *entry = entryOf(request);
+    if (!entry) {
+        return Reply::failure(protocol::error::kUnknownRequest, QStringLiteral("unknown request \"%1\"; known are: %2")
+                                                                    .arg(protocol::excerpt(request.name), names().join(QStringLiteral(", "))));
+    }
+    try {
+        if (entry->thread != Thread::Gui)
+            return (this->*entry->handler)(request.params);
+        const QJsonObject params = request.params;
+        const auto handler = entry->handler;
+        return onGuiThread([this, handler, params] { return (this->*handler)(params); }, guiLimitOf(request), request, early);
+    } catch (...) {
+        return Reply::failure(protocol::error::kInternal, QStringLiteral("the request failed unexpectedly"));
+    }
 }
 
 Reply RequestHandlers::onGuiThread(std::function<Reply()> work, std::chrono::milliseconds guiLimit, const protocol::Request &request,
@@ -171,11 +209,9 @@ Reply RequestHandlers::onGuiThread(std::function<Reply()> work, std::chrono::mil
     case GuiExecutor::Outcome::Failed:
         return Reply::failure(protocol::error::kInternal, QStringLiteral("the request failed unexpectedly on the GUI thread"));
     case GuiExecutor::Outcome::TimedOut:
-        return Reply::failure(protocol::error::kBusy, QStringLiteral("the GUI thread did not finish the request within %1 ms").arg(guiLimit.count()));
+        return busy(guiLimit);
     case GuiExecutor::Outcome::Modal:
-        return Reply::success(QJsonObject{
-            { QStringLiteral("modal"), true },
-            { QStringLiteral("message"), QStringLiteral("the request runs on inside the modal dialog or menu it opened; later requests reach it") } });
+        return modal();
     case GuiExecutor::Outcome::Abandoned:
         break;
     }

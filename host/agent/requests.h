@@ -48,10 +48,26 @@ public:
     // GUI thread sends its answer from there (see EarlyAnswer).
     Reply handle(const protocol::Request &request, const std::shared_ptr<EarlyAnswer> &early = nullptr);
 
+    // Whether request may be answered right on the GUI thread when that
+    // thread has read it: work of the GUI thread, and answers given at once
+    // anywhere. The others wait for something, and run on a serving thread.
+    bool answersOnGuiThread(const protocol::Request &request) const;
+    // GUI thread: answers such a request there and then; never throws.
+    Reply handleHere(const protocol::Request &request);
+
+    // How long a request may hold the GUI thread before its client hears
+    // "busy".
+    static std::chrono::milliseconds guiLimitOf(const protocol::Request &request);
+    // The answers for work on the GUI thread that outran its limit, and for
+    // work that runs on inside a modal loop it opened.
+    static Reply busy(std::chrono::milliseconds limit);
+    static Reply modal();
+
     static QStringList names();
 
 private:
-    enum class Thread { Serving, Gui };
+    // Any: answers at once on whichever thread reads the request.
+    enum class Thread { Serving, Gui, Any };
     struct Entry;
     static const Entry table[];
 
@@ -74,6 +90,7 @@ private:
     Reply record(const QJsonObject &params);
 
     Reply dispatch(const protocol::Request &request, const std::shared_ptr<EarlyAnswer> &early);
+    static const Entry *entryOf(const protocol::Request &request);
     // Runs work on the GUI thread, waiting for it at most guiLimit.
     Reply onGuiThread(std::function<Reply()> work, std::chrono::milliseconds guiLimit,
                       const protocol::Request &request = {}, const std::shared_ptr<EarlyAnswer> &early = nullptr);

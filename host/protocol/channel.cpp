@@ -87,14 +87,9 @@ Channel::Status Channel::receive(std::string *line, Deadline deadline, const std
     for (int descriptor : stopDescriptors)
         watched.push_back({ descriptor, POLLIN, 0 });
     for (;;) {
-        if (std::optional<std::string> next = buffer.takeLine()) {
-            *line = std::move(*next);
-            return Status::Ok;
-        }
-        if (buffer.overflowed())
-            return Status::TooLong;
-        if (shutDown)
-            return Status::Closed;
+        const Status taken = receiveWithoutWaiting(line);
+        if (taken != Status::TimedOut)
+            return taken;
         for (pollfd &entry : watched)
             entry.revents = 0;
         const int ready = ::poll(watched.data(), watched.size(), deadline.pollTimeout());
@@ -109,16 +104,41 @@ Channel::Status Channel::receive(std::string *line, Deadline deadline, const std
             if (watched[index].revents)
                 return Status::Stopped;
         }
+    }
+}
+
+Channel::Status Channel::receiveWithoutWaiting(std::string *line)
+{
+    for (;;) {
+        if (std::optional<std::string> next = buffer.takeLine()) {
+            *line = std::move(*next);
+            return Status::Ok;
+        }
+        if (buffer.overflowed())
+            return Status::TooLong;
+        if (shutDown)
+            return Status::Closed;
+        const Status filled = fill();
+        if (filled != Status::Ok)
+            return filled;
+    }
+}
+
+Channel::Status Channel::fill()
+{
+    for (;;) {
         char chunk[16384];
         const ssize_t count = ::recv(socket, chunk, sizeof chunk, MSG_DONTWAIT);
         if (count > 0) {
             buffer.append(chunk, std::size_t(count));
-            continue;
+            return Status::Ok;
         }
         if (count == 0)
             return Status::Closed; // an unterminated last line is dropped: it was never sent whole
-        if (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK)
+        if (errno == EINTR)
             continue;
+        if (errno == EAGAIN || errno == EWOULDBLOCK)
+            return Status::TimedOut;
         return errno == ECONNRESET ? Status::Closed : Status::Failed;
     }
 }

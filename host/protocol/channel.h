@@ -32,6 +32,9 @@ public:
     // Waits for the next line. Any of stopDescriptors becoming readable ends
     // the wait with Stopped, and the line stays buffered for a later call.
     Status receive(std::string *line, Deadline deadline, const std::vector<int> &stopDescriptors = {});
+    // The next line if the socket has brought it whole, never waiting;
+    // TimedOut when it has not yet.
+    Status receiveWithoutWaiting(std::string *line);
     // Any thread: ends the conversation, waking a thread blocked in send or
     // receive, which then sees Closed.
     void shutdown();
@@ -39,6 +42,9 @@ public:
     int descriptor() const { return socket; }
 
 private:
+    // Moves what the socket holds into the buffer; TimedOut when it holds
+    // nothing now.
+    Status fill();
     template <typename NextDeadline>
     Status write(const std::string &line, NextDeadline nextDeadline);
 

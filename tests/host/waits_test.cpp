@@ -1,13 +1,16 @@
-// Waits and modal loops, through the agent's protocol in a program started
-// with it: conditions checked as the program's events arrive, time-outs
-// that say what they saw, and a call that opens a modal dialog.
+// Waits, modal loops and a held-up GUI thread, through the agent's protocol
+// in a program started with it: conditions checked as the program's events
+// arrive, time-outs that say what they saw, a call that opens a modal
+// dialog, and answers that still come while the GUI thread is busy.
 #include <gtest/gtest.h>
 
 #include <QElapsedTimer>
+#include <QJsonDocument>
 #include <QJsonArray>
 
 #include "programtest.h"
 #include "host/agent/waits.h"
+#include "host/protocol/protocol.h"
 
 using namespace vrqt::testing;
 using vrqt::agent::Satisfies;
@@ -98,4 +101,43 @@ TEST_F(Waits, ACallThatOpensAModalDialogAnswersAndTheDialogStaysReachable)
                                      { str("value"), str("false") }, { str("timeout"), 5000 } });
     ASSERT_TRUE(gone);
     EXPECT_TRUE(gone->ok || gone->error.message.contains(str("no object"))) << gone->error.message.toStdString();
+}
+
+TEST_F(Waits, AHeldUpGuiThreadStillAnswersHelloAndBusyInOrder)
+{
+    ASSERT_NO_FATAL_FAILURE(start({ targetPath("hostwindow"), "--stall-button" }));
+    const QJsonObject caption{ { str("object"), str("caption") }, { str("member"), str("text") } };
+    auto limited = [](QJsonObject params, int limit) {
+        params.insert(str("timeout"), limit);
+        return params;
+    };
+    QElapsedTimer held;
+    held.start();
+    // The click holds the GUI thread for 3 s: its own answer is "busy" at
+    // its limit, and so is later work for the GUI thread, but "hello" comes.
+    const auto click = call("call", limited({ { str("object"), str("stallButton") }, { str("method"), str("click") }, { str("arguments"), QJsonArray() } }, 200));
+    ASSERT_TRUE(click);
+    EXPECT_EQ(click->error.code, QLatin1String(vrqt::protocol::error::kBusy));
+    const auto hello = call("hello");
+    ASSERT_TRUE(hello && hello->ok);
+    const auto text = call("get", limited(caption, 200));
+    ASSERT_TRUE(text);
+    EXPECT_EQ(text->error.code, QLatin1String(vrqt::protocol::error::kBusy));
+    EXPECT_LT(held.elapsed(), 2800) << "the answers waited for the GUI thread";
+
+    // Free again: no late answer comes between (call checks the ids), and
+    // requests sent together are answered in order.
+    const auto after = call("get", limited(caption, 10000));
+    ASSERT_TRUE(after && after->ok) << (after ? after->error.message.toStdString() : "no answer");
+    EXPECT_EQ(after->result.toObject().value(str("value")).toString(), str("Caption"));
+    const QByteArray get = QJsonDocument(QJsonObject{ { str("request"), str("get") }, { str("params"), caption } }).toJson(QJsonDocument::Compact);
+    ASSERT_TRUE(harness.sendLine("{\"id\":100," + get.mid(1).toStdString() + "\n{\"id\":101,\"request\":\"hello\"}\n{\"id\":102," + get.mid(1).toStdString() + "\n"));
+    for (int expected = 100; expected <= 102; ++expected) {
+        const std::optional<std::string> line = harness.nextLine(std::chrono::seconds(30));
+        vrqt::protocol::Response response;
+        QString reason;
+        ASSERT_TRUE(line && vrqt::protocol::parseResponse(*line, &response, &reason)) << reason.toStdString();
+        EXPECT_EQ(response.id, QJsonValue(expected));
+        EXPECT_TRUE(response.ok) << response.error.message.toStdString();
+    }
 }

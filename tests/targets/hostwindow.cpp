@@ -11,11 +11,15 @@
 // window that much later. --ticker adds to the tool window a progress bar
 // "ticker" whose value rises by one every 100 ms; --late-dialog MS shows a
 // window "lateDialog", made only then, that much after start. --crash-button
-// adds to the tool window a button "crashButton" whose click aborts.
+// adds to the tool window a button "crashButton" whose click aborts;
+// --stall-button a button "stallButton" whose click holds up the GUI
+// thread for 3 s.
 #include <QApplication>
 
+#include <chrono>
 #include <cstdlib>
 #include <memory>
+#include <thread>
 
 #include <QFile>
 #include <QDialog>
@@ -109,6 +113,11 @@ int main(int argc, char *argv[])
         auto *crash = new QPushButton(QStringLiteral("Crash"), &tool);
         crash->setObjectName(QStringLiteral("crashButton"));
         QObject::connect(crash, &QPushButton::clicked, [] { std::abort(); });
+    }
+    if (arguments.contains(QStringLiteral("--stall-button"))) {
+        auto *stall = new QPushButton(QStringLiteral("Stall"), &tool);
+        stall->setObjectName(QStringLiteral("stallButton"));
+        QObject::connect(stall, &QPushButton::clicked, [] { std::this_thread::sleep_for(std::chrono::seconds(3)); });
     }
 
     QMainWindow window;
