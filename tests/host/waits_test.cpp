@@ -6,6 +6,8 @@
 
 #include <QElapsedTimer>
 #include <QJsonDocument>
+
+#include <thread>
 #include <QJsonArray>
 
 #include "programtest.h"
@@ -23,6 +25,14 @@ QString str(const char *text)
 }
 
 using Waits = ProgramTest;
+
+// Requests sent before the GUI thread runs its event loop are read by the
+// agent's own thread, which hands the reading to the GUI thread through
+// that loop: a moment for it once the window is up.
+void letTheGuiThreadRead()
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+}
 
 } // namespace
 
@@ -105,31 +115,43 @@ TEST_F(Waits, ACallThatOpensAModalDialogAnswersAndTheDialogStaysReachable)
 
 TEST_F(Waits, AHeldUpGuiThreadStillAnswersHelloAndBusyInOrder)
 {
-    ASSERT_NO_FATAL_FAILURE(start({ targetPath("hostwindow"), "--stall-button" }));
+    ASSERT_NO_FATAL_FAILURE(start({ targetPath("hostwindow"), "--stall-buttons" }));
+    letTheGuiThreadRead();
     const QJsonObject caption{ { str("object"), str("caption") }, { str("member"), str("text") } };
     auto limited = [](QJsonObject params, int limit) {
         params.insert(str("timeout"), limit);
         return params;
     };
-    QElapsedTimer held;
-    held.start();
-    // The click holds the GUI thread for 3 s: its own answer is "busy" at
-    // its limit, and so is later work for the GUI thread, but "hello" comes.
-    const auto click = call("call", limited({ { str("object"), str("stallButton") }, { str("method"), str("click") }, { str("arguments"), QJsonArray() } }, 200));
-    ASSERT_TRUE(click);
-    EXPECT_EQ(click->error.code, QLatin1String(vrqt::protocol::error::kBusy));
-    const auto hello = call("hello");
-    ASSERT_TRUE(hello && hello->ok);
-    const auto text = call("get", limited(caption, 200));
-    ASSERT_TRUE(text);
-    EXPECT_EQ(text->error.code, QLatin1String(vrqt::protocol::error::kBusy));
-    EXPECT_LT(held.elapsed(), 2800) << "the answers waited for the GUI thread";
+    auto click = [&](const char *button, int limit) {
+        return call("call", limited({ { str("object"), str(button) }, { str("method"), str("click") }, { str("arguments"), QJsonArray() } }, limit));
+    };
+    // The GUI thread is held for 3 s, by a request's own work or just after
+    // it: "hello" still comes, and work for the GUI thread is "busy" at its
+    // limit.
+    for (const char *button : { "stallButton", "laterStallButton" }) {
+        SCOPED_TRACE(button);
+        QElapsedTimer held;
+        held.start();
+        const auto clicked = click(button, 200);
+        ASSERT_TRUE(clicked);
+        const bool later = std::string(button) == "laterStallButton";
+        EXPECT_EQ(clicked->ok, later) << clicked->error.message.toStdString();
+        if (later)
+            std::this_thread::sleep_for(std::chrono::milliseconds(100)); // the hold begins
+        const auto hello = call("hello");
+        ASSERT_TRUE(hello && hello->ok);
+        const auto text = call("get", limited(caption, 200));
+        ASSERT_TRUE(text);
+        EXPECT_EQ(text->error.code, QLatin1String(vrqt::protocol::error::kBusy));
+        EXPECT_LT(held.elapsed(), 2800) << "the answers waited for the GUI thread";
+        // Free again: no late answer comes between (call checks the ids).
+        const auto after = call("get", limited(caption, 10000));
+        ASSERT_TRUE(after && after->ok) << (after ? after->error.message.toStdString() : "no answer");
+        EXPECT_EQ(after->result.toObject().value(str("value")).toString(), str("Caption"));
+        letTheGuiThreadRead();
+    }
 
-    // Free again: no late answer comes between (call checks the ids), and
-    // requests sent together are answered in order.
-    const auto after = call("get", limited(caption, 10000));
-    ASSERT_TRUE(after && after->ok) << (after ? after->error.message.toStdString() : "no answer");
-    EXPECT_EQ(after->result.toObject().value(str("value")).toString(), str("Caption"));
+    // Requests sent together are answered in order.
     const QByteArray get = QJsonDocument(QJsonObject{ { str("request"), str("get") }, { str("params"), caption } }).toJson(QJsonDocument::Compact);
     ASSERT_TRUE(harness.sendLine("{\"id\":100," + get.mid(1).toStdString() + "\n{\"id\":101,\"request\":\"hello\"}\n{\"id\":102," + get.mid(1).toStdString() + "\n"));
     for (int expected = 100; expected <= 102; ++expected) {
@@ -140,4 +162,26 @@ TEST_F(Waits, AHeldUpGuiThreadStillAnswersHelloAndBusyInOrder)
         EXPECT_EQ(response.id, QJsonValue(expected));
         EXPECT_TRUE(response.ok) << response.error.message.toStdString();
     }
+}
+
+TEST_F(Waits, AnswersLargerThanTheSocketTakesReachAReaderThatComesLate)
+{
+    ASSERT_NO_FATAL_FAILURE(start({ VRQT_TEST_GALLERY }));
+    letTheGuiThreadRead();
+    const std::string tree = "\"request\":\"tree\",\"params\":{\"objects\":true}}\n";
+    ASSERT_TRUE(harness.sendLine("{\"id\":1000," + tree + "{\"id\":1001," + tree + "{\"id\":1002," + tree + "{\"id\":1003,\"request\":\"hello\"}\n"));
+    // The socket takes a part; the rest waits for this reader.
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    std::size_t received = 0;
+    for (int expected = 1000; expected <= 1003; ++expected) {
+        const std::optional<std::string> line = harness.nextLine(std::chrono::seconds(30));
+        ASSERT_TRUE(line);
+        received += line->size();
+        vrqt::protocol::Response response;
+        QString reason;
+        ASSERT_TRUE(vrqt::protocol::parseResponse(*line, &response, &reason)) << reason.toStdString();
+        EXPECT_EQ(response.id, QJsonValue(expected));
+        EXPECT_TRUE(response.ok) << response.error.message.toStdString();
+    }
+    EXPECT_GT(received, std::size_t(400 * 1024)) << "more than the socket's buffer holds";
 }

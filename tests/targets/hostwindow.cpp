@@ -12,8 +12,8 @@
 // "ticker" whose value rises by one every 100 ms; --late-dialog MS shows a
 // window "lateDialog", made only then, that much after start. --crash-button
 // adds to the tool window a button "crashButton" whose click aborts;
-// --stall-button a button "stallButton" whose click holds up the GUI
-// thread for 3 s.
+// --stall-buttons a button "stallButton" whose click holds up the GUI
+// thread for 3 s, and "laterStallButton" which does so just after its click.
 #include <QApplication>
 
 #include <chrono>
@@ -114,10 +114,14 @@ int main(int argc, char *argv[])
         crash->setObjectName(QStringLiteral("crashButton"));
         QObject::connect(crash, &QPushButton::clicked, [] { std::abort(); });
     }
-    if (arguments.contains(QStringLiteral("--stall-button"))) {
-        auto *stall = new QPushButton(QStringLiteral("Stall"), &tool);
-        stall->setObjectName(QStringLiteral("stallButton"));
-        QObject::connect(stall, &QPushButton::clicked, [] { std::this_thread::sleep_for(std::chrono::seconds(3)); });
+    if (arguments.contains(QStringLiteral("--stall-buttons"))) {
+        auto stall = [] { std::this_thread::sleep_for(std::chrono::seconds(3)); };
+        auto *now = new QPushButton(QStringLiteral("Stall"), &tool);
+        now->setObjectName(QStringLiteral("stallButton"));
+        QObject::connect(now, &QPushButton::clicked, stall);
+        auto *later = new QPushButton(QStringLiteral("Stall later"), &tool);
+        later->setObjectName(QStringLiteral("laterStallButton"));
+        QObject::connect(later, &QPushButton::clicked, [stall] { QTimer::singleShot(0, stall); });
     }
 
     QMainWindow window;
