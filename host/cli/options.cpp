@@ -224,6 +224,19 @@ bool parseCommandLine(const std::string &command, const std::vector<std::string>
         options->operands.push_back(argument);
     }
     options->program.assign(arguments.begin() + std::ptrdiff_t(index), arguments.end());
+    if (options->operands.size() > row->mostOperands) {
+        // An option given after the operands reads as one of them.
+        for (std::size_t at = 0; at < options->operands.size(); ++at) {
+            const std::string &operand = options->operands[at];
+            std::size_t probe = at;
+            CommandOptions ignored;
+            std::string unknown;
+            if (operand.rfind("--", 0) == 0 && readOption(options->operands, &probe, &ignored, &unknown)) {
+                *error = "options go before the operands, and \"" + operand + "\" came after them: " + synopsis(*row);
+                return false;
+            }
+        }
+    }
     if (!separated && row->target == Target::ProgramOrSession && options->operands.size() > row->mostOperands) {
         *error = "\"--\" and the program must follow the operands: " + synopsis(*row);
         return false;

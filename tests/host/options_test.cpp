@@ -73,6 +73,9 @@ TEST(ScriptOptions, ReadOperandsBeforeTheSeparator)
         { "get without a member", "get", { "okButton", "--", "prog" }, false, {}, "vrqt get [--json]" },
         { "no separator", "get", { "okButton", "text", "prog" }, false, {}, "\"--\" and the program" },
         { "an unknown option", "get", { "--deep", "okButton", "text", "--", "prog" }, false, {}, "\"--deep\"" },
+        { "an option after the operands", "get", { "okButton", "text", "--session", "s1" }, false, {}, "options go before the operands, and \"--session\"" },
+        { "a value like an option", "set", { "edit", "text", "--jsonish", "--", "prog" }, true, { "edit", "text", "--jsonish" },
+          R"({"member":"text","object":"edit","value":"--jsonish"})" },
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.name);
