@@ -12,7 +12,7 @@ namespace vrqt::agent {
 // front of the handlers in place (which still run after it). Once.
 void NoteCrashesIn(const std::string &path);
 
-// Serving thread: the request being answered (null once it is answered).
+// The thread that answers a request: the request (null once answered).
 void NoteRequest(const char *name);
 
 } // namespace vrqt::agent
