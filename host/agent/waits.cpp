@@ -9,6 +9,7 @@
 #include <QTimerEvent>
 
 #include <condition_variable>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -200,8 +201,11 @@ Reply WaitRequests::wait(const QJsonObject &params)
     const QString member = params.value(QStringLiteral("member")).toString();
     const QString op = params.value(QStringLiteral("operator")).toString();
     const QString wanted = params.value(QStringLiteral("value")).toString();
+    const bool gone = params.value(QStringLiteral("gone")).toBool();
     if (object.isEmpty())
         return Reply::failure(protocol::error::kInvalidParams, QStringLiteral("wait needs \"object\""));
+    if (gone && !member.isEmpty())
+        return Reply::failure(protocol::error::kInvalidParams, QStringLiteral("\"gone\" waits for the object alone, without a \"member\""));
     bool known = true;
     if (!op.isEmpty())
         Satisfies(QJsonValue(), op, wanted, &known);
@@ -210,14 +214,20 @@ Reply WaitRequests::wait(const QJsonObject &params)
                               QStringLiteral("\"operator\" is one of == != < <= > >= ~, after a \"member\""));
     ModuleView *modules = &module;
     ScriptRequests *reader = &scripts;
-    // Without a member the object's existence is waited for; a member
-    // without an operator must read as true.
+    // Without a member the object's existence is waited for (its absence
+    // when gone); a member without an operator must read as true.
     EventWatch::Check check = [=](QJsonValue *last, QString *problem) {
         if (!modules->ensureLoaded()) {
             *problem = QString::fromStdString(modules->error());
             return false;
         }
         const ObjectLookup lookup = FindObject(object, modules->objects());
+        if (gone) {
+            // A reference that names several objects still names some.
+            const bool none = !lookup.object && lookup.error && std::strcmp(lookup.error, protocol::error::kNoSuchObject) == 0;
+            *problem = none ? QString() : lookup.object ? QStringLiteral("it is still there") : lookup.message;
+            return none;
+        }
         if (!lookup.object) {
             *problem = lookup.message;
             return false;

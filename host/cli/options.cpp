@@ -37,7 +37,8 @@ constexpr CommandRow kCommands[] = {
     { "describe", 1, 2, "OBJECT [MEMBER]", Target::ProgramOrSession, kInspectOptions },
     { "items", 1, 1, "OBJECT", Target::ProgramOrSession, kInspectOptions },
     { "item", 3, 4, "OBJECT KEY ACTION [VALUE]", Target::ProgramOrSession, kInspectOptions },
-    { "wait", 1, 4, "OBJECT [MEMBER [OPERATOR VALUE]]", Target::ProgramOrSession, kInspectOptions },
+    { "wait", 1, 4, "OBJECT [MEMBER [OPERATOR VALUE]]", Target::ProgramOrSession,
+      "[--json] [--gone] [--timeout SECONDS] [--settle] [--qt 5|6] [--session NAME]" },
     { "click", 1, 2, "OBJECT [ITEM]", Target::ProgramOrSession, kInputOptions },
     { "dclick", 1, 2, "OBJECT [ITEM]", Target::ProgramOrSession, kInputOptions },
     { "rclick", 1, 2, "OBJECT [ITEM]", Target::ProgramOrSession, kInputOptions },
@@ -129,8 +130,8 @@ bool readOption(const std::vector<std::string> &arguments, std::size_t *index, C
         (argument == "--outline" ? options->outline : options->screen) = true;
         return true;
     }
-    if (argument == "--objects") {
-        options->objects = true;
+    if (argument == "--objects" || argument == "--gone") {
+        (argument == "--objects" ? options->objects : options->gone) = true;
         return true;
     }
     if (argument == "-h" || argument == "--help") {
@@ -248,6 +249,7 @@ bool parseCommandLine(const std::string &command, const std::vector<std::string>
     const std::string optionsShown = row->options;
     if ((!options->session.empty() && optionsShown.find("--session") == std::string::npos)
         || (options->objects && optionsShown.find("--objects") == std::string::npos)
+        || (options->gone && optionsShown.find("--gone") == std::string::npos)
         || (options->settle && optionsShown.find("--settle") == std::string::npos)
         || ((options->outline || options->screen) && optionsShown.find("--outline") == std::string::npos)
         || (!options->inputMode.empty() && optionsShown.find("--real") == std::string::npos)
@@ -337,7 +339,8 @@ std::string usage()
            "  wait       wait until OBJECT exists, or its MEMBER reads true, or compares\n"
            "             with VALUE by OPERATOR (== != < <= > >= ~ for contains), and print\n"
            "             the value; on time-out fail with the last value seen. Checked on\n"
-           "             the program's GUI thread as its events arrive\n"
+           "             the program's GUI thread as its events arrive. With --gone, wait\n"
+           "             until OBJECT no longer exists (a dialog closed and deleted)\n"
            "  click, dclick, rclick  click OBJECT, or its ITEM (named as `vrqt item`\n"
            "             names it, menu paths through the bar included), at the centre\n"
            "             of its rectangle once it is brought into view\n"

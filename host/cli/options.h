@@ -17,6 +17,7 @@ struct CommandOptions
     bool help = false;
     bool objects = false; // tree: the objects that are not widgets as well
     bool settle = false;  // wait for the program to settle before the work
+    bool gone = false;    // wait: until the object no longer exists
     bool outline = false; // shot: draw the rectangles of what can be named
     bool screen = false;  // shot: the whole screen
     std::string inputMode; // click and the like: "real", "synthesized", or empty for the choice by platform

@@ -27,10 +27,14 @@ int runWait(const CommandOptions &options)
 {
     if (options.operands.size() == 3)
         return complain("wait wants OBJECT, OBJECT MEMBER, or OBJECT MEMBER OPERATOR VALUE", kUsage, "usage");
+    if (options.gone && options.operands.size() != 1)
+        return complain("wait --gone wants the OBJECT alone", kUsage, "usage");
     return runProgram(options, [](AgentSession &session, const CommandOptions &options) {
         const std::vector<std::string> &words = options.operands;
         QJsonObject params{ { QStringLiteral("object"), QString::fromStdString(words[0]) },
                             { QStringLiteral("timeout"), double(options.timeout.count()) } };
+        if (options.gone)
+            params.insert(QStringLiteral("gone"), true);
         if (words.size() > 1)
             params.insert(QStringLiteral("member"), QString::fromStdString(words[1]));
         if (words.size() > 3) {

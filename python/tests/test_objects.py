@@ -81,10 +81,13 @@ def test_wait_until_times_out_with_the_last_value(gallery):
     assert isinstance(timeout.value.last, int)
 
 
-def test_wait_for_an_object(gallery):
+def test_wait_for_an_object_and_for_its_absence(gallery):
     assert gallery.wait_for("counterButton", timeout=5).name == "counterButton"
     with pytest.raises(vrqt.TimedOut):
         gallery.wait_for("lateDialog", timeout=0.2)
+    gallery.wait_gone("lateDialog", timeout=5)
+    with pytest.raises(vrqt.TimedOut):
+        gallery.wait_gone("counterButton", timeout=0.2)
 
 
 def test_an_unknown_operator_is_refused_before_asking(gallery):

@@ -121,6 +121,11 @@ class App:
         self.request("wait", {"object": reference}, timeout=timeout)
         return self.find(reference)
 
+    def wait_gone(self, reference: str, timeout: float = 10.0) -> None:
+        """Waits until no object answers to the reference any more (a dialog
+        closed and deleted, say)."""
+        self.request("wait", {"object": reference, "gone": True}, timeout=timeout)
+
     def tree(self, objects: bool = False) -> Tree:
         """The widget tree; with objects, every QObject (actions, models, ...) too."""
         return Tree.from_result(self.request("tree", {"objects": True} if objects else {}))

@@ -73,6 +73,7 @@ TEST(ScriptOptions, ReadOperandsBeforeTheSeparator)
         { "get without a member", "get", { "okButton", "--", "prog" }, false, {}, "vrqt get [--json]" },
         { "no separator", "get", { "okButton", "text", "prog" }, false, {}, "\"--\" and the program" },
         { "an unknown option", "get", { "--deep", "okButton", "text", "--", "prog" }, false, {}, "\"--deep\"" },
+        { "--gone elsewhere", "get", { "--gone", "okButton", "text", "--", "prog" }, false, {}, "does not go with get" },
         { "an option after the operands", "get", { "okButton", "text", "--session", "s1" }, false, {}, "options go before the operands, and \"--session\"" },
         { "a value like an option", "set", { "edit", "text", "--jsonish", "--", "prog" }, true, { "edit", "text", "--jsonish" },
           R"({"member":"text","object":"edit","value":"--jsonish"})" },
@@ -93,6 +94,8 @@ TEST(ScriptOptions, ReadOperandsBeforeTheSeparator)
     std::string error;
     CommandOptions options;
     EXPECT_FALSE(parseCommandLine("list", { "--", "prog" }, &options, &error));
+    ASSERT_TRUE(parseCommandLine("wait", { "--gone", "aboutBox", "--", "prog" }, &options, &error)) << error;
+    EXPECT_TRUE(options.gone);
     ASSERT_TRUE(parseCommandLine("tree", { "--help" }, &options, &error)) << "help needs no program: " << error;
     EXPECT_TRUE(options.help);
     for (const char *command : { "tree", "get", "set", "call", "describe" })

@@ -107,12 +107,13 @@ TEST_F(Waits, ACallThatOpensAModalDialogAnswersAndTheDialogStaysReachable)
     const auto closed = call("call", { { str("object"), str("QMessageBox") }, { str("method"), str("accept") }, { str("arguments"), QJsonArray() } });
     ASSERT_TRUE(closed && closed->ok) << closed->error.message.toStdString();
     EXPECT_FALSE(closed->result.toObject().value(str("modal")).toBool());
-    // The box deletes itself once closed: the wait sees it hidden, or gone
-    // until its time runs out.
-    const auto gone = call("wait", { { str("object"), str("QMessageBox") }, { str("member"), str("visible") }, { str("operator"), str("==") },
-                                     { str("value"), str("false") }, { str("timeout"), 1000 } });
-    ASSERT_TRUE(gone);
-    EXPECT_TRUE(gone->ok || gone->error.message.contains(str("no object"))) << gone->error.message.toStdString();
+    // The box deletes itself once closed.
+    const auto gone = call("wait", { { str("object"), str("QMessageBox") }, { str("gone"), true }, { str("timeout"), 5000 } });
+    ASSERT_TRUE(gone && gone->ok) << (gone ? gone->error.message.toStdString() : "no answer");
+    const auto still = call("wait", { { str("object"), str("galleryWindow") }, { str("gone"), true }, { str("timeout"), 50 } });
+    ASSERT_TRUE(still);
+    EXPECT_EQ(still->error.code, QLatin1String(vrqt::protocol::error::kTimedOut));
+    EXPECT_TRUE(still->error.message.contains(str("still there"))) << still->error.message.toStdString();
 }
 
 TEST_F(Waits, AHeldUpGuiThreadStillAnswersHelloAndBusyInOrder)
